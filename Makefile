@@ -1,0 +1,63 @@
+# lexpand: set-up, build, tests and benchmarks.
+#   make run     install what is missing, build, expand the bundled example
+#   make test    install what is missing, build, run every test
+#   make sanitize  the tests again under AddressSanitizer and UBSan
+#   make bench   the benchmarks (prints figures)
+
+BUILD_DIR    ?= build
+SANITIZE_DIR ?= build-sanitize
+JOBS         ?= $(shell nproc 2>/dev/null || echo 2)
+
+# Debian packages the build needs, with a file that shows each is present.
+PACKAGES = g++:/usr/bin/g++ \
+           cmake:/usr/bin/cmake \
+           make:/usr/bin/make \
+           pkg-config:/usr/bin/pkg-config \
+           libicu-dev:/usr/include/unicode/uchar.h \
+           libgtest-dev:/usr/include/gtest/gtest.h \
+           libbenchmark-dev:/usr/include/benchmark/benchmark.h
+
+.PHONY: all deps build run test sanitize bench clean
+
+all: build
+
+deps:
+	@missing=""; \
+	for entry in $(PACKAGES); do \
+	  package=$${entry%%:*}; file=$${entry#*:}; \
+	  [ -e "$$file" ] || missing="$$missing $$package"; \
+	done; \
+	if [ -n "$$missing" ]; then \
+	  if [ "$$(id -u)" -ne 0 ]; then \
+	    echo "Missing packages:$$missing (run as root, or install them with apt-get)"; exit 1; \
+	  fi; \
+	  echo "Installing:$$missing"; \
+	  export DEBIAN_FRONTEND=noninteractive; \
+	  apt-get update -qq && apt-get install -y -qq --no-install-recommends $$missing; \
+	fi
+
+$(BUILD_DIR)/CMakeCache.txt: | deps
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release
+
+build: deps $(BUILD_DIR)/CMakeCache.txt
+	cmake --build $(BUILD_DIR) -j $(JOBS)
+
+run: build
+	cd examples && ../$(BUILD_DIR)/lexpand/lexpand english.dic english.pdg english.def; \
+	  status=$$?; echo "(exit status $$status)"
+
+test: build
+	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
+
+sanitize: deps
+	cmake -S . -B $(SANITIZE_DIR) -DCMAKE_BUILD_TYPE=Debug -DLEXPAND_SANITIZE=ON
+	cmake --build $(SANITIZE_DIR) -j $(JOBS)
+	cd $(SANITIZE_DIR) && ctest --output-on-failure -j $(JOBS)
+
+bench: deps
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DLEXPAND_BUILD_BENCH=ON
+	cmake --build $(BUILD_DIR) -j $(JOBS)
+	bench/run.sh $(BUILD_DIR)
+
+clean:
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR)

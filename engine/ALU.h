@@ -1,0 +1,102 @@
+// Lexical entries: the entry syntax, the parsed entry ALU and its canonical
+// text, the properties definitions, and the normalisation of properties.
+
+#ifndef LEXPAND_ENGINE_ALU_H
+#define LEXPAND_ENGINE_ALU_H
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lexpand {
+
+// The parsed ".def" file.
+struct PropertiesDefinitions {
+    // category -> property name -> allowed values (in enumeration order).
+    // Inner maps are visited in ascending order of property names, which
+    // decides between two properties of one category that list the same value.
+    std::map<std::string, std::map<std::string, std::vector<std::string>>> categoryProperties;
+    std::vector<std::string> exclusivePropertyNames;
+    std::vector<std::string> morphologicalPropertyNames;
+
+    // Compiles `grammarString` at level propertyDefinition and enumerates every
+    // rule. Absent when the text does not compile, a rule name is neither
+    // "EXCLUSIVEPROPERTIES", "MORPHOLOGICALPROPERTIES" nor holds a "_", or a
+    // rule cannot be enumerated (an undefined reference, for instance).
+    static std::optional<PropertiesDefinitions> init(std::string_view grammarString);
+};
+
+// A lexical entry or a generated form.
+struct ALU {
+    std::string entry;
+    std::string category;
+    std::vector<std::string> lexicalProperties;
+    std::vector<std::string> morphologicalProperties;
+    std::vector<std::string> flxParadigms;
+    std::vector<std::string> drvParadigms;
+
+    // Parses one entry line; absent when it is not an entry. The definitions
+    // (null for none) classify and normalise the properties.
+    static std::optional<ALU> init(std::string_view lexeme, const PropertiesDefinitions* propertiesDefinitions);
+
+    // The canonical text: entry, ",", category, then "+" and each lexical
+    // property, "+FLX=" and each flxParadigm, "+DRV=" and each drvParadigm,
+    // "+" and each morphological property.
+    std::string description() const;
+};
+
+// The three parts of an entry line.
+struct Lexeme {
+    std::string entry;
+    std::string category;
+    std::string properties; // empty, or "+" followed by at least one character
+};
+
+// Matches the entry syntax "(([^,]|\\,)+),([A-Z]+)(\+.+$)?" in `lexeme`;
+// absent unless there is exactly one match.
+std::optional<Lexeme> parseLexeme(std::string_view lexeme);
+
+// Cuts "+a+b..." into its items (quoted, bracketed and backslash-protected
+// "+" do not cut). Duplicates are dropped (the first stays); when `sort` is
+// true the items are sorted. An empty string gives no item; absent when the
+// string does not begin with "+" or ends inside a quoted or bracketed part or
+// right after a backslash.
+std::optional<std::vector<std::string>> splitProperties(std::string_view propertiesString, bool sort);
+
+struct LexicalInformation {
+    std::string category;
+    std::vector<std::string> properties;
+};
+
+// Joins the strings; the first item is the category, the rest (duplicates
+// dropped, sorted) the properties. Absent when the joined text is empty,
+// begins with "+" or does not split.
+std::optional<LexicalInformation> splitLexicalInformation(const std::vector<std::string>& categoryAndPropertiesStrings);
+
+struct NormalizedProperty {
+    std::string name; // empty when no name is written or known
+    std::string value;
+};
+
+// The canonical (name, value) of one property item of an entry of `category`.
+// `propertiesDefinitions` may be null.
+NormalizedProperty normalize(std::string_view category, std::string_view property,
+                             const PropertiesDefinitions* propertiesDefinitions);
+
+struct ClassifiedProperties {
+    std::vector<std::string> lexProperties;
+    std::vector<std::string> morphoProperties;
+    std::vector<std::string> flxParadigms;
+    std::vector<std::string> drvParadigms;
+};
+
+// Sorts property items into the four lists of an ALU, each sorted ascending.
+// `propertiesDefinitions` may be null.
+ClassifiedProperties parseProperties(std::string_view category, const std::vector<std::string>& properties,
+                                     const PropertiesDefinitions* propertiesDefinitions);
+
+} // namespace lexpand
+
+#endif // LEXPAND_ENGINE_ALU_H

@@ -1,0 +1,79 @@
+// MGFSA: a grammar of named graphs that share one alphabet, and the
+// exploration of every path through graphs that call each other.
+
+#ifndef LEXPAND_ENGINE_MGFSA_H
+#define LEXPAND_ENGINE_MGFSA_H
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Alphabet.h"
+#include "GFSA.h"
+
+namespace lexpand {
+
+// What exploring a graph finds: one entry per path, in the order found.
+// input[i] is the joined input of path i, output[i] its non-empty outputs.
+struct ExplorationResult {
+    std::vector<std::string> input;
+    std::vector<std::vector<std::string>> output;
+};
+
+// Exploration limits that turn runaway grammars into an absent result.
+inline constexpr std::size_t maximalCallDepth = 64;         // entries of stackOfStateIds
+inline constexpr std::size_t maximalPathCount = 10'000'000; // paths of one exploration
+
+struct MGFSA {
+    // One step of an exploration path.
+    struct PathItem {
+        std::string graphName;                    // graph in which this step ends
+        std::int64_t stateId = 0;                 // state reached in that graph
+        std::vector<std::int64_t> stackOfStateIds; // call context, outermost first; last == stateId
+        std::int64_t labelId = 0;                 // label read by this step (0 on call and return)
+    };
+
+    Alphabet alphabet;
+    LinguisticLevel linguisticLevel = LinguisticLevel::orthographic;
+    // Graphs by name, visited in ascending code-point order of their names.
+    // Stored graphs carry no alphabet: their labels live in `alphabet`.
+    std::map<std::string, GFSA> graphs;
+
+    MGFSA() = default;
+    explicit MGFSA(LinguisticLevel level) : linguisticLevel(level) {}
+
+    // In place: stores `gfsa` (which carries its own alphabet) under the name,
+    // replacing any graph of that name, and moves its labels into `alphabet`.
+    void addGraph(const std::string& graphName, GFSA gfsa);
+    // The same for a graph whose labels are given by `labels`.
+    void addGraph(const std::string& graphName, GFSA gfsa, const Alphabet& labels);
+
+    // In place: adds every graph of `other`, in name order. False (and the
+    // grammar possibly half-merged) when the levels differ or a name is taken.
+    bool mergeWith(const MGFSA& other);
+
+    // In place: replaces every graph by its determinized form.
+    void determinize();
+
+    // Every path of the graph `graphName` from its initial state to a terminal
+    // state, following ":Name" labels as calls and travelling any loop at most
+    // `repetitionLimit` times. At level syntax the inputs along a path are joined
+    // with single spaces, at every other level directly. Absent when a needed
+    // graph is missing, when a call would make the stack deeper than
+    // maximalCallDepth, or when more than maximalPathCount paths are found.
+    // Cost: proportional to the total length of the paths found; the call
+    // depth of the implementation does not grow with the input.
+    std::optional<ExplorationResult> explore(const std::string& graphName, LinguisticLevel linguisticLevel,
+                                             int repetitionLimit) const;
+
+    // The number of items of `path` in graph `graphName` with exactly this stack.
+    static std::int64_t countOccurencesOf(const std::string& graphName,
+                                          const std::vector<std::int64_t>& stackOfStateIds,
+                                          const std::vector<PathItem>& path);
+};
+
+} // namespace lexpand
+
+#endif // LEXPAND_ENGINE_MGFSA_H

@@ -1,0 +1,40 @@
+// The three tokenizers of the grammar language.
+//
+// Every text of the grammar language is cut into a flat list of non-empty token
+// strings before it is compiled: rule bodies and paradigm expressions, the
+// commands of the morphological editor, the rules of the properties file.
+
+#ifndef LEXPAND_ENGINE_TOKENIZERS_H
+#define LEXPAND_ENGINE_TOKENIZERS_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lexpand {
+
+using TokenList = std::vector<std::string>;
+
+class Tokenizer {
+public:
+    Tokenizer() = delete; // a namespace of stateless functions
+
+    // Tokens of an expression of the syntax level, read one scalar at a time.
+    // Absent exactly when a backslash is followed by a character that is not one
+    // of the nine special characters " $ ( ) * / < \ |. Cost: one pass.
+    static std::optional<TokenList> textualSyntacticGrammar(std::string_view text);
+
+    // The syntactic tokens, with every token whose first character is a letter
+    // split into its characters (extended grapheme clusters). Absent exactly
+    // when the syntactic tokenizer is absent; empty for empty or white text.
+    static std::optional<TokenList> textualOrthographicGrammar(std::string_view text);
+
+    // Tokens of a properties-definitions expression: words separated by white
+    // space, "(", ")" and "|" alone, ":Name" references. Never fails.
+    static TokenList textualPropertiesDefinitionsGrammar(std::string_view text);
+};
+
+} // namespace lexpand
+
+#endif // LEXPAND_ENGINE_TOKENIZERS_H
