@@ -1,1 +1,386 @@
+// Text services on ICU: decoding, grapheme clusters, character classes,
+// lines and trimming, canonical equivalence, case switching, file reading.
+
 #include "TextServices.h"
+
+#include <unicode/brkiter.h>
+#include <unicode/bytestream.h>
+#include <unicode/locid.h>
+#include <unicode/normalizer2.h>
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+#include <unicode/utext.h>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace lexpand {
+
+namespace {
+
+constexpr char32_t replacementCharacter = 0xFFFD;
+
+bool isContinuationByte(unsigned char byte) { return (byte & 0xC0) == 0x80; }
+
+// Length of the well-formed sequence starting at `position`, or 0 when the
+// bytes there are not well-formed UTF-8.
+std::size_t wellFormedLength(std::string_view text, std::size_t position) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byte(position);
+    const std::size_t available = text.size() - position;
+    if (lead < 0x80) return 1;
+    if (lead < 0xC2) return 0;
+    if (lead < 0xE0) return available >= 2 && isContinuationByte(byte(position + 1)) ? 2 : 0;
+    if (lead < 0xF0) {
+        if (available < 3) return 0;
+        const unsigned char second = byte(position + 1);
+        if (!isContinuationByte(second) || !isContinuationByte(byte(position + 2))) return 0;
+        if (lead == 0xE0 && second < 0xA0) return 0; // overlong
+        if (lead == 0xED && second >= 0xA0) return 0; // surrogate
+        return 3;
+    }
+    if (lead < 0xF5) {
+        if (available < 4) return 0;
+        const unsigned char second = byte(position + 1);
+        if (!isContinuationByte(second) || !isContinuationByte(byte(position + 2)) ||
+            !isContinuationByte(byte(position + 3)))
+            return 0;
+        if (lead == 0xF0 && second < 0x90) return 0; // overlong
+        if (lead == 0xF4 && second >= 0x90) return 0; // above U+10FFFF
+        return 4;
+    }
+    return 0;
+}
+
+// True when every scalar of `text` is its own grapheme cluster, except that
+// CR LF is one: every scalar has the break property Other, Control, CR or LF.
+// Every rule that keeps two scalars together needs a scalar with another
+// property (Extend, ZWJ, SpacingMark, Prepend, Hangul syllable parts,
+// Regional_Indicator), except CR × LF.
+bool hasOnlySimpleClusters(std::string_view text) {
+    std::size_t position = 0;
+    while (position < text.size()) {
+        const unsigned char lead = static_cast<unsigned char>(text[position]);
+        if (lead < 0x80) {
+            ++position;
+            continue;
+        }
+        const char32_t scalar = decodeScalar(text, position);
+        switch (u_getIntPropertyValue(static_cast<UChar32>(scalar), UCHAR_GRAPHEME_CLUSTER_BREAK)) {
+        case U_GCB_OTHER:
+        case U_GCB_CONTROL:
+        case U_GCB_CR:
+        case U_GCB_LF:
+            break;
+        default:
+            return false;
+        }
+    }
+    return true;
+}
+
+// Calls `visit(begin, end)` for each cluster of `text`, in order.
+template <typename Visitor> void forEachCluster(std::string_view text, Visitor&& visit) {
+    if (text.empty()) return;
+    if (!isValidUtf8(text) || hasOnlySimpleClusters(text)) {
+        // One cluster per scalar (a malformed byte is a scalar of its own here),
+        // CR LF kept together.
+        std::size_t position = 0;
+        while (position < text.size()) {
+            const std::size_t begin = position;
+            const char32_t scalar = decodeScalar(text, position);
+            if (scalar == U'\r' && position < text.size() && text[position] == '\n') ++position;
+            visit(begin, position);
+        }
+        return;
+    }
+    // The character break iterator is an immutable service object: creating it
+    // is costly, so one instance is kept for the process (the tool is single-threaded).
+    static const std::unique_ptr<icu::BreakIterator> prototype = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        std::unique_ptr<icu::BreakIterator> iterator(
+            icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+        return U_SUCCESS(status) ? std::move(iterator) : nullptr;
+    }();
+    UErrorCode status = U_ZERO_ERROR;
+    UText utext = UTEXT_INITIALIZER;
+    utext_openUTF8(&utext, text.data(), static_cast<int64_t>(text.size()), &status);
+    if (prototype == nullptr || U_FAILURE(status)) {
+        utext_close(&utext);
+        visit(0, text.size());
+        return;
+    }
+    icu::BreakIterator& iterator = *prototype;
+    iterator.setText(&utext, status);
+    if (U_FAILURE(status)) {
+        utext_close(&utext);
+        visit(0, text.size());
+        return;
+    }
+    std::int32_t begin = iterator.first();
+    for (std::int32_t end = iterator.next(); end != icu::BreakIterator::DONE; end = iterator.next()) {
+        visit(static_cast<std::size_t>(begin), static_cast<std::size_t>(end));
+        begin = end;
+    }
+    utext_close(&utext);
+}
+
+const icu::Normalizer2* nfcNormalizer() {
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::Normalizer2* normalizer = icu::Normalizer2::getNFCInstance(status);
+    return U_SUCCESS(status) ? normalizer : nullptr;
+}
+
+std::string toUtf8(const icu::UnicodeString& text) {
+    std::string result;
+    text.toUTF8String(result);
+    return result;
+}
+
+} // namespace
+
+// ---- Decoding -------------------------------------------------------------
+
+bool isValidUtf8(std::string_view text) {
+    std::size_t position = 0;
+    while (position < text.size()) {
+        if (static_cast<unsigned char>(text[position]) < 0x80) {
+            ++position;
+            continue;
+        }
+        const std::size_t length = wellFormedLength(text, position);
+        if (length == 0) return false;
+        position += length;
+    }
+    return true;
+}
+
+bool isAscii(std::string_view text) {
+    for (const char byte : text)
+        if (static_cast<unsigned char>(byte) >= 0x80) return false;
+    return true;
+}
+
+char32_t decodeScalar(std::string_view text, std::size_t& position) {
+    const unsigned char lead = static_cast<unsigned char>(text[position]);
+    if (lead < 0x80) {
+        ++position;
+        return lead;
+    }
+    const std::size_t length = wellFormedLength(text, position);
+    if (length == 0) {
+        ++position;
+        return replacementCharacter;
+    }
+    char32_t scalar = length == 2 ? (lead & 0x1F) : length == 3 ? (lead & 0x0F) : (lead & 0x07);
+    for (std::size_t i = 1; i < length; ++i)
+        scalar = (scalar << 6) | (static_cast<unsigned char>(text[position + i]) & 0x3F);
+    position += length;
+    return scalar;
+}
+
+char32_t firstScalar(std::string_view text) {
+    if (text.empty()) return 0;
+    std::size_t position = 0;
+    return decodeScalar(text, position);
+}
+
+void appendScalar(std::string& out, char32_t scalar) {
+    if (scalar < 0x80) {
+        out += static_cast<char>(scalar);
+    } else if (scalar < 0x800) {
+        out += static_cast<char>(0xC0 | (scalar >> 6));
+        out += static_cast<char>(0x80 | (scalar & 0x3F));
+    } else if (scalar < 0x10000) {
+        out += static_cast<char>(0xE0 | (scalar >> 12));
+        out += static_cast<char>(0x80 | ((scalar >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (scalar & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (scalar >> 18));
+        out += static_cast<char>(0x80 | ((scalar >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((scalar >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (scalar & 0x3F));
+    }
+}
+
+// ---- Characters -----------------------------------------------------------
+
+std::vector<std::string> graphemeClusters(std::string_view text) {
+    std::vector<std::string> clusters;
+    forEachCluster(text, [&](std::size_t begin, std::size_t end) {
+        clusters.emplace_back(text.substr(begin, end - begin));
+    });
+    return clusters;
+}
+
+std::vector<std::string_view> graphemeClusterViews(std::string_view text) {
+    std::vector<std::string_view> clusters;
+    forEachCluster(text, [&](std::size_t begin, std::size_t end) { clusters.push_back(text.substr(begin, end - begin)); });
+    return clusters;
+}
+
+std::size_t graphemeCount(std::string_view text) {
+    std::size_t count = 0;
+    forEachCluster(text, [&](std::size_t, std::size_t) { ++count; });
+    return count;
+}
+
+// ---- Character classes ----------------------------------------------------
+
+bool isLetter(char32_t scalar) {
+    if (scalar < 0x80) return (scalar | 0x20) >= U'a' && (scalar | 0x20) <= U'z';
+    return (U_GET_GC_MASK(static_cast<UChar32>(scalar)) & (U_GC_L_MASK | U_GC_M_MASK)) != 0;
+}
+
+bool isLowercase(char32_t scalar) {
+    if (scalar < 0x80) return scalar >= U'a' && scalar <= U'z';
+    return u_charType(static_cast<UChar32>(scalar)) == U_LOWERCASE_LETTER;
+}
+
+bool isUppercase(char32_t scalar) {
+    if (scalar < 0x80) return scalar >= U'A' && scalar <= U'Z';
+    const std::int8_t type = u_charType(static_cast<UChar32>(scalar));
+    return type == U_UPPERCASE_LETTER || type == U_TITLECASE_LETTER;
+}
+
+bool isWhiteSpaceOrNewline(char32_t scalar) {
+    if (scalar < 0x80) return scalar == U' ' || (scalar >= 0x09 && scalar <= 0x0D);
+    if (scalar == 0x85) return true;
+    return (U_GET_GC_MASK(static_cast<UChar32>(scalar)) & U_GC_Z_MASK) != 0;
+}
+
+bool isNewline(char32_t scalar) {
+    return (scalar >= 0x0A && scalar <= 0x0D) || scalar == 0x85 || scalar == 0x2028 || scalar == 0x2029;
+}
+
+bool isBlank(char32_t scalar) {
+    if (scalar < 0x80) return scalar == U' ' || scalar == U'\t';
+    return u_charType(static_cast<UChar32>(scalar)) == U_SPACE_SEPARATOR;
+}
+
+bool isLetterCharacter(std::string_view character) { return !character.empty() && isLetter(firstScalar(character)); }
+bool isLowercaseCharacter(std::string_view character) {
+    return !character.empty() && isLowercase(firstScalar(character));
+}
+bool isUppercaseCharacter(std::string_view character) {
+    return !character.empty() && isUppercase(firstScalar(character));
+}
+
+// ---- Lines and trimming ---------------------------------------------------
+
+std::vector<std::string_view> splitAtNewlines(std::string_view text) {
+    std::vector<std::string_view> pieces;
+    std::size_t pieceBegin = 0;
+    std::size_t position = 0;
+    while (position < text.size()) {
+        const std::size_t scalarBegin = position;
+        const char32_t scalar = decodeScalar(text, position);
+        if (isNewline(scalar)) {
+            pieces.push_back(text.substr(pieceBegin, scalarBegin - pieceBegin));
+            pieceBegin = position;
+        }
+    }
+    if (pieceBegin < text.size()) pieces.push_back(text.substr(pieceBegin));
+    return pieces;
+}
+
+std::string_view trim(std::string_view text, bool (*inClass)(char32_t)) {
+    std::size_t begin = text.size();
+    std::size_t end = 0;
+    std::size_t position = 0;
+    while (position < text.size()) {
+        const std::size_t scalarBegin = position;
+        if (!inClass(decodeScalar(text, position))) {
+            if (begin == text.size()) begin = scalarBegin;
+            end = position;
+        }
+    }
+    return begin < end ? text.substr(begin, end - begin) : std::string_view();
+}
+
+std::string_view trimWhiteSpaceAndNewlines(std::string_view text) { return trim(text, isWhiteSpaceOrNewline); }
+
+std::string_view trimBlanks(std::string_view text) { return trim(text, isBlank); }
+
+// ---- Canonical equivalence ------------------------------------------------
+
+bool isNFC(std::string_view text) {
+    if (isAscii(text)) return true;
+    const icu::Normalizer2* normalizer = nfcNormalizer();
+    if (normalizer == nullptr || !isValidUtf8(text)) return true;
+    UErrorCode status = U_ZERO_ERROR;
+    const bool normalized =
+        normalizer->isNormalizedUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())), status);
+    return U_FAILURE(status) || normalized;
+}
+
+std::string toNFC(std::string_view text) {
+    if (isNFC(text)) return std::string(text);
+    const icu::Normalizer2* normalizer = nfcNormalizer();
+    std::string result;
+    icu::StringByteSink<std::string> sink(&result);
+    UErrorCode status = U_ZERO_ERROR;
+    normalizer->normalizeUTF8(0, icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())), sink, nullptr,
+                              status);
+    if (U_FAILURE(status)) return std::string(text);
+    return result;
+}
+
+int compareCanonical(std::string_view a, std::string_view b) {
+    if (isNFC(a) && isNFC(b)) return a.compare(b) < 0 ? -1 : (a == b ? 0 : 1);
+    const std::string nfcA = toNFC(a);
+    const std::string nfcB = toNFC(b);
+    return nfcA.compare(nfcB) < 0 ? -1 : (nfcA == nfcB ? 0 : 1);
+}
+
+bool canonicallyEqual(std::string_view a, std::string_view b) {
+    if (a == b) return true;
+    if (isAscii(a) && isAscii(b)) return false;
+    return compareCanonical(a, b) == 0;
+}
+
+// ---- Case -----------------------------------------------------------------
+
+std::string switchCase(std::string_view character) {
+    if (character.empty()) return std::string();
+    std::size_t restBegin = 0;
+    const char32_t scalar = decodeScalar(character, restBegin);
+    const bool lower = isLowercase(scalar);
+    if (!lower && !isUppercase(scalar)) return std::string(character);
+
+    std::string mapped;
+    if (scalar < 0x80) {
+        mapped += static_cast<char>(lower ? scalar - 0x20 : scalar + 0x20);
+    } else {
+        icu::UnicodeString text(static_cast<UChar32>(scalar));
+        if (lower)
+            text.toTitle(nullptr, icu::Locale::getRoot(), U_TITLECASE_NO_LOWERCASE | U_TITLECASE_NO_BREAK_ADJUSTMENT);
+        else
+            text.toLower(icu::Locale::getRoot());
+        mapped = toUtf8(text);
+    }
+    mapped.append(character.substr(restBegin));
+    const std::vector<std::string_view> clusters = graphemeClusterViews(mapped);
+    return clusters.empty() ? std::string() : std::string(clusters.front());
+}
+
+// ---- Files ----------------------------------------------------------------
+
+std::optional<std::string> readUtf8File(const std::string& path) {
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
+    if (!file) return std::nullopt;
+    std::string content;
+    char buffer[1 << 16];
+    for (;;) {
+        const std::size_t count = std::fread(buffer, 1, sizeof buffer, file.get());
+        content.append(buffer, count);
+        if (count < sizeof buffer) break;
+    }
+    if (std::ferror(file.get())) return std::nullopt; // a directory, for instance
+    if (!isValidUtf8(content)) return std::nullopt;
+    if (content.compare(0, 3, "\xEF\xBB\xBF") == 0) content.erase(0, 3);
+    return content;
+}
+
+} // namespace lexpand
