@@ -1,1 +1,169 @@
+// loadDictionary, inflectAndDerive and EntryExpander: the significant lines of
+// a dictionary file, and every form of one entry with its category and sorted
+// properties.
+
 #include "Dictionary.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "Morphology.h"
+#include "TextServices.h"
+#include "TextualGrammar.h"
+
+namespace lexpand {
+
+namespace {
+
+constexpr std::string_view grammarReferencePrefix = "#use ";
+
+// Sorts `properties` in ascending order, keeps the first of equal strings,
+// then places `lexProperty` after every string that is not greater.
+std::vector<std::string> sortedPropertyList(std::vector<std::string> properties, std::string lexProperty) {
+    std::stable_sort(properties.begin(), properties.end(), CanonicalLess());
+    properties.erase(std::unique(properties.begin(), properties.end(),
+                                 [](const std::string& a, const std::string& b) { return canonicallyEqual(a, b); }),
+                     properties.end());
+    const auto position = std::upper_bound(properties.begin(), properties.end(), lexProperty, CanonicalLess());
+    properties.insert(position, std::move(lexProperty));
+    return properties;
+}
+
+std::string lexProperty(const std::string& reverseCommand) { return "_LEX=\"" + reverseCommand + "\""; }
+
+// The expression of one inflectional value: the value itself when it is
+// already an expression (a call or a command), else a call of the graph it names.
+std::string inflectionalExpression(const std::string& value) {
+    if (!value.empty() && (value.front() == ':' || value.front() == '<')) return value;
+    return ":" + value;
+}
+
+} // namespace
+
+std::optional<std::vector<std::string>> loadDictionary(const std::string& path) {
+    const std::optional<std::string> text = readUtf8File(path);
+    if (!text) return std::nullopt;
+    std::vector<std::string> lines;
+    for (const std::string_view line : splitAtNewlines(*text)) {
+        const std::string_view trimmed = trimWhiteSpaceAndNewlines(line);
+        if (trimmed.empty()) continue;
+        if (trimmed.front() == '#' && !trimmed.starts_with(grammarReferencePrefix)) continue;
+        lines.emplace_back(line);
+    }
+    return lines;
+}
+
+// ---- EntryExpander -----------------------------------------------------------
+
+struct EntryExpander::Caches {
+    // Paths of each inflectional value of an entry, explored as the graph
+    // "_Main" of a grammar that holds every paradigm besides. One copy of the
+    // grammar serves every value: adding "_Main" again replaces it, and labels
+    // left behind by earlier values do not change what a path reads.
+    std::optional<MGFSA> grammarWithMain;
+    std::unordered_map<std::string, std::optional<Morphology::ParadigmPaths>> byInflectionalValue;
+    // Paths of each graph of the grammar itself, by name.
+    std::unordered_map<std::string, std::optional<Morphology::ParadigmPaths>> byGraphName;
+};
+
+EntryExpander::EntryExpander(const MGFSA& allParadigms)
+    : allParadigms_(allParadigms), caches_(std::make_unique<Caches>()) {}
+
+EntryExpander::~EntryExpander() = default;
+
+namespace {
+
+const Morphology::ParadigmPaths* found(const std::optional<Morphology::ParadigmPaths>& paths) {
+    return paths ? &*paths : nullptr;
+}
+
+} // namespace
+
+std::optional<EntryForms> EntryExpander::inflectAndDerive(const ALU& alu) {
+    const auto pathsOfValue = [&](const std::string& value) -> const Morphology::ParadigmPaths* {
+        const auto cached = caches_->byInflectionalValue.find(value);
+        if (cached != caches_->byInflectionalValue.end()) return found(cached->second);
+        std::optional<Morphology::ParadigmPaths> paths;
+        if (std::optional<GFSA> main = expression2Gfsa(inflectionalExpression(value), LinguisticLevel::syntax)) {
+            if (!caches_->grammarWithMain) caches_->grammarWithMain = allParadigms_;
+            caches_->grammarWithMain->addGraph("_Main", std::move(*main));
+            paths = Morphology::exploreParadigm("_Main", *caches_->grammarWithMain);
+        }
+        return found(caches_->byInflectionalValue.emplace(value, std::move(paths)).first->second);
+    };
+    const auto pathsOfGraph = [&](const std::string& name) -> const Morphology::ParadigmPaths* {
+        const auto cached = caches_->byGraphName.find(name);
+        if (cached != caches_->byGraphName.end()) return found(cached->second);
+        return found(
+            caches_->byGraphName.emplace(name, Morphology::exploreParadigm(name, allParadigms_)).first->second);
+    };
+
+    // The properties that every form of the entry shares.
+    std::vector<std::string> paradigmItems;
+    for (const std::string& value : alu.flxParadigms) paradigmItems.push_back("FLX=" + value);
+    for (const std::string& value : alu.drvParadigms) paradigmItems.push_back("DRV=" + value);
+
+    EntryForms forms;
+    const auto addForm = [&](std::string wordForm, const std::string& category, std::vector<std::string> listed,
+                             const std::string& reverseCommand) {
+        forms.wordForms.push_back(std::move(wordForm));
+        forms.categories.push_back(category);
+        forms.properties.push_back(sortedPropertyList(std::move(listed), lexProperty(reverseCommand)));
+    };
+
+    for (const std::string& value : alu.flxParadigms) {
+        const Morphology::ParadigmPaths* paradigm = pathsOfValue(value);
+        if (paradigm == nullptr) return std::nullopt;
+        std::optional<Morphology::Inflection> inflection = Morphology::inflect(alu.entry, *paradigm);
+        if (!inflection) return std::nullopt;
+        for (std::size_t i = 0; i < inflection->wordForms.size(); ++i) {
+            std::vector<std::string> listed = alu.lexicalProperties;
+            listed.insert(listed.end(), paradigmItems.begin(), paradigmItems.end());
+            const std::vector<std::string>& own = inflection->inflectionalProperties[i];
+            listed.insert(listed.end(), own.begin(), own.end());
+            addForm(std::move(inflection->wordForms[i]), alu.category, std::move(listed),
+                    inflection->reverseCommands[i]);
+        }
+    }
+
+    for (const std::string& value : alu.drvParadigms) {
+        std::string derivationalName = value;
+        std::string inflectionalName;
+        if (const std::size_t colon = value.rfind(':'); colon != std::string::npos) {
+            derivationalName = value.substr(0, colon);
+            inflectionalName = value.substr(colon + 1);
+        } else if (alu.flxParadigms.empty()) {
+            return std::nullopt;
+        } else {
+            inflectionalName = alu.flxParadigms.front();
+        }
+        const Morphology::ParadigmPaths* derivation = pathsOfGraph(derivationalName);
+        if (derivation == nullptr) return std::nullopt;
+        const Morphology::ParadigmPaths* inflection = nullptr;
+        if (!inflectionalName.empty()) {
+            inflection = pathsOfGraph(inflectionalName);
+            if (inflection == nullptr) return std::nullopt;
+        }
+        std::optional<Morphology::Derivation> derived = Morphology::deriveThenInflect(alu.entry, *derivation, inflection);
+        if (!derived) return std::nullopt;
+        for (std::size_t i = 0; i < derived->wordForms.size(); ++i) {
+            std::vector<std::string> listed;
+            if (!canonicallyEqual(derived->categories[i], alu.category)) listed.push_back("InitialCategory=" + alu.category);
+            listed.insert(listed.end(), alu.lexicalProperties.begin(), alu.lexicalProperties.end());
+            listed.insert(listed.end(), paradigmItems.begin(), paradigmItems.end());
+            listed.insert(listed.end(), alu.morphologicalProperties.begin(), alu.morphologicalProperties.end());
+            const std::vector<std::string>& own = derived->properties[i];
+            listed.insert(listed.end(), own.begin(), own.end());
+            addForm(std::move(derived->wordForms[i]), derived->categories[i], std::move(listed),
+                    derived->reverseCommands[i]);
+        }
+    }
+    return forms;
+}
+
+std::optional<EntryForms> inflectAndDerive(const ALU& alu, const MGFSA& allParadigms) {
+    EntryExpander expander(allParadigms);
+    return expander.inflectAndDerive(alu);
+}
+
+} // namespace lexpand

@@ -3,6 +3,7 @@
 #ifndef LEXPAND_ENGINE_DICTIONARY_H
 #define LEXPAND_ENGINE_DICTIONARY_H
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,6 +29,25 @@ struct EntryForms {
 // Runs every inflectional and derivational paradigm of `alu` over its entry;
 // absent when any of them fails. `allParadigms` is not changed.
 std::optional<EntryForms> inflectAndDerive(const ALU& alu, const MGFSA& allParadigms);
+
+// The same for many entries: each distinct paradigm value is compiled and
+// explored once, since its paths depend only on the value and on the grammar,
+// which must not change while the expander lives. Forms are identical to
+// those of inflectAndDerive.
+class EntryExpander {
+public:
+    explicit EntryExpander(const MGFSA& allParadigms);
+    EntryExpander(const EntryExpander&) = delete; // holds caches tied to one grammar
+    EntryExpander& operator=(const EntryExpander&) = delete;
+    ~EntryExpander();
+
+    std::optional<EntryForms> inflectAndDerive(const ALU& alu);
+
+private:
+    struct Caches;
+    const MGFSA& allParadigms_;
+    std::unique_ptr<Caches> caches_;
+};
 
 } // namespace lexpand
 

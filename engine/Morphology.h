@@ -57,7 +57,8 @@ public:
 
     struct EditResult {
         std::string resultingWordForm;
-        std::string reverseCommand;
+        std::string reverseCommand;            // the tokens below, joined
+        std::vector<std::string> reverseTokens; // the simplified reverse list
     };
 
     // Runs `morphologicalCommand` over `wordForm` like keystrokes, the cursor
@@ -90,21 +91,42 @@ public:
         std::vector<std::string> reverseCommands;
     };
 
+    // The paths of one explored paradigm graph, prepared once to be applied
+    // to many word forms: each command tokenized and parsed, each output list
+    // trimmed of "+" (for inflection) and split into a category and properties
+    // (for derivation).
+    struct ParadigmPath {
+        std::optional<std::vector<Operator>> command;          // absent: applies to no word form
+        std::vector<std::string> properties;                   // outputs without outer "+"
+        std::optional<LexicalInformation> derivedInformation;  // outputs as category + properties
+    };
+    using ParadigmPaths = std::vector<ParadigmPath>;
+
+    // Explores `paradigmName` in `paradigms` (orthographic level, loops once)
+    // and prepares its paths; absent when it cannot be explored or has no path.
+    static std::optional<ParadigmPaths> exploreParadigm(const std::string& paradigmName, const MGFSA& paradigms);
+
     // Every form of `lexicalEntry` by the paradigm graph `inflectionalParadigmName`
     // of `paradigms`, in path order. Absent when the graph cannot be explored,
     // has no path, or a path's command does not apply.
     static std::optional<Inflection> inflect(const std::string& lexicalEntry, const std::string& inflectionalParadigmName,
                                              const MGFSA& paradigms);
-
-    // The same, once the paths of an exploration are known.
-    static std::optional<Inflection> inflect(const std::string& lexicalEntry, const ExplorationResult& paths);
+    // The same with the paths already explored.
+    static std::optional<Inflection> inflect(const std::string& lexicalEntry, const ParadigmPaths& paradigm);
 
     // Every derived form of `lexicalEntry` by `derivationalParadigmName`, each
-    // inflected by `inflectionalParadigmName` unless that name is empty.
+    // inflected by `inflectionalParadigmName` unless that name is empty. The
+    // reverse command of an inflected derived form undoes the inflection, then
+    // the derivation. Absent when anything fails, including a combined reverse
+    // command that does not tokenize back into the tokens it was built from.
     static std::optional<Derivation> deriveThenInflect(const std::string& lexicalEntry,
                                                        const std::string& derivationalParadigmName,
                                                        const std::string& inflectionalParadigmName,
                                                        const MGFSA& paradigms);
+    // The same with the paths already explored; `inflection` null for none.
+    static std::optional<Derivation> deriveThenInflect(const std::string& lexicalEntry,
+                                                       const ParadigmPaths& derivation,
+                                                       const ParadigmPaths* inflection);
 
     // ---- Category and properties -------------------------------------------
 
