@@ -1,1 +1,134 @@
+// Exports loadMorphologicalGrammarsFromDictionary (the "#use" grammars of a
+// dictionary) and inflectAndDeriveDictionary (a whole dictionary into lines).
+
 #include "Resources.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "Dictionary.h"
+#include "Morphology.h"
+#include "TextServices.h"
+#include "TextualGrammar.h"
+
+namespace lexpand {
+namespace {
+
+constexpr std::string_view grammarReferencePrefix = "#use ";
+constexpr std::string_view inconsistentMarker = "*INCONSISTENT*";
+
+// The directory that holds the dictionary at `dictionaryPath`, as an absolute
+// path without a final "/" (except for the root itself). "." components are
+// left out; ".." components are kept, since removing them is only right when
+// no symbolic link is involved.
+std::string resourceDirectoryOf(const std::string& dictionaryPath) {
+    std::error_code error;
+    std::filesystem::path absolutePath = std::filesystem::absolute(dictionaryPath, error);
+    if (error) absolutePath = dictionaryPath; // no current directory: keep what was given
+    std::filesystem::path directory;
+    for (const std::filesystem::path& component : absolutePath.parent_path()) {
+        if (component != "." && !component.empty()) directory /= component;
+    }
+    std::string text = directory.string();
+    while (text.size() > 1 && text.back() == '/') text.pop_back();
+    return text;
+}
+
+// `name` appended to `directory` as one more path component. Plain
+// concatenation, so that a name beginning with "/" still stays below the
+// directory.
+std::string appendPathComponent(const std::string& directory, const std::string& name) {
+    if (directory.empty()) return name;
+    if (directory.back() == '/') return directory + name;
+    return directory + "/" + name;
+}
+
+DictionaryGrammars refusal(std::string message) { return DictionaryGrammars{std::nullopt, std::move(message)}; }
+
+// True for a line that the expansion passes over: an empty line, or one whose
+// first character (a whole grapheme cluster) is "#".
+bool isSkippedLine(std::string_view line) {
+    if (line.empty()) return true;
+    if (line.front() != '#') return false;
+    // An ASCII byte never extends a cluster that begins with "#".
+    if (line.size() == 1 || static_cast<unsigned char>(line[1]) < 0x80) return true;
+    const std::vector<std::string_view> clusters = graphemeClusterViews(line);
+    return !clusters.empty() && clusters.front() == "#";
+}
+
+} // namespace
+
+DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& path) {
+    MGFSA accumulated(LinguisticLevel::orthographic);
+    const std::optional<std::vector<std::string>> lines = loadDictionary(path);
+    if (!lines) return refusal("Cannot load dictionary " + path);
+
+    std::optional<std::string> resourceDirectory; // computed on the first "#use" line
+    for (const std::string& line : *lines) {
+        if (line.compare(0, grammarReferencePrefix.size(), grammarReferencePrefix) != 0) continue;
+        if (!resourceDirectory) resourceDirectory = resourceDirectoryOf(path);
+        // The name is kept exactly as written, inner and trailing spaces included.
+        const std::string name = line.substr(grammarReferencePrefix.size());
+        const std::string grammarPath = appendPathComponent(*resourceDirectory, name);
+
+        const std::optional<std::string> text = loadGrammar(grammarPath);
+        std::optional<MGFSA> grammar;
+        if (text) grammar = textualGrammarToMgfsa(*text, LinguisticLevel::orthographic);
+        if (!grammar) {
+            return refusal("Cannot handle morphological grammar in: " + name + " in resource directory " +
+                           *resourceDirectory);
+        }
+        grammar->determinize();
+        if (!accumulated.mergeWith(*grammar)) {
+            return refusal("Cannot merge morphological grammar in: " + name + " in resource directory " +
+                           *resourceDirectory);
+        }
+    }
+    return DictionaryGrammars{std::move(accumulated), std::string()};
+}
+
+std::optional<std::int64_t> inflectAndDeriveDictionary(const std::string& dictionaryPath,
+                                                       const PropertiesDefinitions& propertiesDefinitions,
+                                                       const MGFSA& morphologicalParadigms, LineSink& sink) {
+    const std::optional<std::vector<std::string>> lines = loadDictionary(dictionaryPath);
+    if (!lines) return std::nullopt;
+
+    std::int64_t count = 0;
+    std::string formLine; // reused for every form: word form, ",", category and properties
+    for (const std::string& line : *lines) {
+        if (isSkippedLine(line)) continue; // comments, and the "#use " lines
+        const std::optional<ALU> entry = ALU::init(line, &propertiesDefinitions);
+        if (!entry) return std::nullopt;
+        // An entry without an inflectional paradigm is printed as written (it is
+        // not counted); its derivations, if any, still follow.
+        if (entry->flxParadigms.empty()) sink.printLine(line);
+
+        const std::optional<EntryForms> forms = inflectAndDerive(*entry, morphologicalParadigms);
+        if (!forms) return std::nullopt;
+        const std::size_t formCount = forms->wordForms.size();
+        if (forms->categories.size() != formCount || forms->properties.size() != formCount) return std::nullopt;
+
+        for (std::size_t i = 0; i < formCount; ++i) {
+            const std::optional<std::string> categoryAndProperties = Morphology::addCategoryAndAllProperties(
+                forms->categories[i], &entry->morphologicalProperties, forms->properties[i], propertiesDefinitions);
+            if (!categoryAndProperties) return std::nullopt;
+            if (*categoryAndProperties == inconsistentMarker) continue; // dropped without a trace
+
+            formLine.assign(forms->wordForms[i]);
+            formLine.push_back(',');
+            formLine.append(*categoryAndProperties);
+            // Parsing the assembled line again sorts, deduplicates and
+            // classifies the properties, and refuses a form that is no entry.
+            const std::optional<ALU> form = ALU::init(formLine, &propertiesDefinitions);
+            if (!form) return std::nullopt;
+            sink.printLine(form->description());
+            ++count;
+        }
+    }
+    return count;
+}
+
+} // namespace lexpand

@@ -1,1 +1,279 @@
-int main() { return 1; }
+// lexpand: the command-line tool. Exports only main(): the command line, the
+// run sequence over grammars, properties definitions and dictionaries, and the
+// one output channel through which every line of the process is printed.
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "ALU.h"
+#include "Alphabet.h"
+#include "MGFSA.h"
+#include "Resources.h"
+#include "TextualGrammar.h"
+
+namespace lexpand {
+namespace {
+
+// The exit statuses of the process.
+enum ExitStatus : int {
+    statusSuccess = 0,                // at least one form was generated
+    statusWrongCommandLine = 1,       // the usage text was printed
+    statusMissingFile = 2,            // a named file does not exist
+    statusBadGrammar = 3,             // a command-line grammar failed
+    statusBadDictionaryGrammars = 4,  // a dictionary's "#use" grammars failed
+    statusBadPropertiesDefinitions = 5,
+    statusBadExpansion = 6,           // a dictionary failed, or no form at all
+};
+
+// Writes all of `text` to standard output, retrying after interruptions. A
+// write error (a closed output) drops the text: there is nowhere to report it.
+void writeToStandardOutput(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());
+        if (written < 0) {
+            if (errno == EINTR) continue;
+            return;
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+// The one channel of the process to standard output. Lines are collected in a
+// large buffer and written in big blocks; the order of lines is kept exactly,
+// and flush() must run before the process ends (main does it on every path).
+class OutputBuffer final : public LineSink {
+public:
+    explicit OutputBuffer(std::size_t capacity) : capacity_(capacity) { buffer_.reserve(capacity_); }
+    OutputBuffer(const OutputBuffer&) = delete; // one channel per process
+    OutputBuffer& operator=(const OutputBuffer&) = delete;
+
+    // Appends `line` and a line feed.
+    void printLine(std::string_view line) override {
+        if (buffer_.size() + line.size() + 1 > capacity_) {
+            flush();
+            if (line.size() + 1 > capacity_) { // longer than the whole buffer
+                writeToStandardOutput(line);
+                writeToStandardOutput("\n");
+                return;
+            }
+        }
+        buffer_.append(line);
+        buffer_.push_back('\n');
+    }
+
+    void flush() {
+        writeToStandardOutput(buffer_);
+        buffer_.clear();
+    }
+
+private:
+    std::size_t capacity_;
+    std::string buffer_;
+};
+
+constexpr std::size_t outputBufferCapacity = std::size_t{1} << 20;
+
+// Everything one run knows, from the command line to the final count.
+struct RunContext {
+    explicit RunContext(OutputBuffer& output) : out(output) {}
+
+    OutputBuffer& out;
+    std::vector<std::string> dicPaths;  // in command-line order, as typed
+    std::vector<std::string> pdgFPaths; // in command-line order, as typed
+    std::optional<std::string> defPath;
+    MGFSA pdgMgfsa{LinguisticLevel::orthographic}; // every paradigm graph of the run
+    std::optional<PropertiesDefinitions> propertiesDefinitions;
+    std::int64_t nbOfForms = 0;
+};
+
+void printUsage(LineSink& out) {
+    out.printLine("Kavel engine version 1.0 b20230130, Tobrak");
+    out.printLine("Usage: lexpand dictionary.dic+ morphologicalGrammars.pdg* propertiesDefinition.def");
+    out.printLine("Note: some morphologicalGrammars might be referenced from inside dictionaries with the #use command");
+    out.printLine("e.g.: lexpand en-Nouns.dic en-Verbs.dic properties.def");
+    out.printLine("e.g.: lexpand en-dictionary.dic Nouns.pdg Verbs.pdg Derivations.pdg properties.def");
+    out.printLine("\u2192 prints list of all generated forms");
+}
+
+// The extension of the last path component of `argument`, without its period:
+// "b.txt" gives "txt"; "README", ".dic", "a." and "a.b/c" give "". Trailing
+// "/" separators do not make a component of their own, so "x.dic/" names the
+// component "x.dic" (whose existence test then asks for a directory).
+std::string extensionOf(std::string_view argument) {
+    while (argument.size() > 1 && argument.back() == '/') argument.remove_suffix(1);
+    std::string extension = std::filesystem::path(argument).extension().string();
+    if (!extension.empty()) extension.erase(0, 1); // the period
+    return extension;
+}
+
+// True when something (a file or a directory) exists at `path`; any error of
+// the file system counts as absence.
+bool pathExists(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::exists(std::filesystem::path(path), error);
+}
+
+// Prints `message`, then the usage text; the status for a wrong command line.
+ExitStatus refuseCommandLine(LineSink& out, std::string_view message) {
+    out.printLine(message);
+    printUsage(out);
+    return statusWrongCommandLine;
+}
+
+// Classifies the arguments and checks that every named file exists. Answers
+// the status to end the process with, or nothing when the run may go on.
+std::optional<ExitStatus> readCommandLine(RunContext& run, int argc, char** argv) {
+    if (argc <= 1) {
+        printUsage(run.out);
+        return statusWrongCommandLine;
+    }
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        const std::string extension = extensionOf(argument);
+        if (extension == "dic" || extension == "DIC") {
+            run.dicPaths.push_back(argument);
+        } else if (extension == "pdg" || extension == "PDG") {
+            run.pdgFPaths.push_back(argument);
+        } else if (extension == "def" || extension == "DEF") {
+            if (run.defPath) {
+                return refuseCommandLine(run.out, "*** Can handle only one properties definition .def file");
+            }
+            run.defPath = argument;
+        } else {
+            return refuseCommandLine(run.out, "*** Cannot handle file extension type \"" + extension +
+                                                  "\" for argument " + argument);
+        }
+    }
+    if (run.dicPaths.empty()) return refuseCommandLine(run.out, "*** Need at least one dictionary .dic file");
+    if (!run.defPath) return refuseCommandLine(run.out, "*** Need at least one properties definition .def file");
+
+    for (const std::string& path : run.dicPaths) {
+        if (!pathExists(path)) {
+            run.out.printLine("*** Cannot find dictionary file " + path);
+            return statusMissingFile;
+        }
+    }
+    for (const std::string& path : run.pdgFPaths) {
+        if (!pathExists(path)) {
+            run.out.printLine("*** Cannot find morphological grammar file " + path);
+            return statusMissingFile;
+        }
+    }
+    if (!pathExists(*run.defPath)) {
+        run.out.printLine("*** Cannot find properties definitions file " + *run.defPath);
+        return statusMissingFile;
+    }
+    return std::nullopt;
+}
+
+// Loads, compiles, determinizes and merges every grammar of the command line.
+std::optional<ExitStatus> loadCommandLineGrammars(RunContext& run) {
+    for (const std::string& path : run.pdgFPaths) {
+        const std::optional<std::string> text = loadGrammar(path);
+        std::optional<MGFSA> grammar;
+        if (text) grammar = textualGrammarToMgfsa(*text, LinguisticLevel::orthographic);
+        if (!grammar) {
+            run.out.printLine("*** Cannot handle morphological grammar in: " + path);
+            return statusBadGrammar;
+        }
+        grammar->determinize();
+        // The rule name "Main" is reserved: no grammar of the command line
+        // may define it.
+        if (grammar->graphs.count("Main") != 0) {
+            run.out.printLine("*** Grammar " + path + " should not contain a rule named \"Main\"");
+            return statusBadGrammar;
+        }
+        if (!run.pdgMgfsa.mergeWith(*grammar)) {
+            run.out.printLine("*** Grammar " + path + " should not contain a rule already defined elsewhere");
+            return statusBadGrammar;
+        }
+    }
+    return std::nullopt;
+}
+
+// Merges the grammars that each dictionary names with "#use".
+std::optional<ExitStatus> loadDictionaryGrammars(RunContext& run) {
+    for (const std::string& path : run.dicPaths) {
+        const DictionaryGrammars used = loadMorphologicalGrammarsFromDictionary(path);
+        if (!used.grammar) {
+            run.out.printLine(used.errorMessage);
+            return statusBadDictionaryGrammars;
+        }
+        if (!run.pdgMgfsa.mergeWith(*used.grammar)) {
+            run.out.printLine("*** Cannot merge grammars used in " + path +
+                              " (a rule is probably defined more than once)");
+            return statusBadDictionaryGrammars;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<ExitStatus> loadPropertiesDefinitions(RunContext& run) {
+    const std::optional<std::string> text = loadGrammar(*run.defPath);
+    if (text) run.propertiesDefinitions = PropertiesDefinitions::init(*text);
+    if (!run.propertiesDefinitions) {
+        run.out.printLine("*** Cannot process properties definitions in file " + *run.defPath);
+        return statusBadPropertiesDefinitions;
+    }
+    return std::nullopt;
+}
+
+// Expands every dictionary in command-line order; their lines are printed as
+// they are produced.
+std::optional<ExitStatus> expandDictionaries(RunContext& run) {
+    run.nbOfForms = 0;
+    for (const std::string& path : run.dicPaths) {
+        const std::optional<std::int64_t> count =
+            inflectAndDeriveDictionary(path, *run.propertiesDefinitions, run.pdgMgfsa, run.out);
+        if (!count) {
+            run.out.printLine("*** Cannot inflect/derive dictionary");
+            return statusBadExpansion;
+        }
+        run.nbOfForms += *count;
+    }
+    return std::nullopt;
+}
+
+// The whole run; answers the exit status. Each step runs only when every
+// earlier one succeeded, and the first failure has printed its one line.
+ExitStatus executeRun(RunContext& run, int argc, char** argv) {
+    if (const std::optional<ExitStatus> end = readCommandLine(run, argc, argv)) return *end;
+    if (const std::optional<ExitStatus> end = loadCommandLineGrammars(run)) return *end;
+    if (const std::optional<ExitStatus> end = loadDictionaryGrammars(run)) return *end;
+    if (const std::optional<ExitStatus> end = loadPropertiesDefinitions(run)) return *end;
+    if (const std::optional<ExitStatus> end = expandDictionaries(run)) return *end;
+    if (run.nbOfForms == 0) {
+        run.out.printLine("*** Cannot generate any form");
+        return statusBadExpansion;
+    }
+    run.out.printLine("# Dictionary successfully generated " + std::to_string(run.nbOfForms) + " forms.");
+    return statusSuccess;
+}
+
+} // namespace
+} // namespace lexpand
+
+int main(int argc, char** argv) {
+    lexpand::OutputBuffer out(lexpand::outputBufferCapacity);
+    lexpand::RunContext context(out);
+    int status = 0;
+    try {
+        status = lexpand::executeRun(context, argc, argv);
+    } catch (...) {
+        // Nothing is thrown on purpose; should the memory run out, the lines
+        // printed so far still reach the output before the process dies.
+        out.flush();
+        throw;
+    }
+    out.flush();
+    return status;
+}
