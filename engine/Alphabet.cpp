@@ -1,1 +1,235 @@
+// Exports Label (classification, text form, equality, order, hash), EPSILON
+// and Alphabet.
+
 #include "Alphabet.h"
+
+#include "TextServices.h"
+
+#include <cstdint>
+
+namespace lexpand {
+
+namespace {
+
+bool isLineTerminator(char32_t scalar) {
+    return (scalar >= 0x0A && scalar <= 0x0D) || scalar == 0x85 || scalar == 0x2028 || scalar == 0x2029;
+}
+
+// ---- The three symbol patterns ----------------------------------------------
+//
+// A text that begins with "<" and ends with ">" is a symbol when one of these
+// ICU expressions has a match in it:
+//   1. <(([^,]|\\,)+),([A-Z]+)(\+.+)?>$
+//   2. <([A-Z]+)(\+.+)?>$
+//   3. <(([^,]|\\,)+)(\+.+)?>$
+// The matcher below decides exactly that without a regex engine:
+// - Every match ends at the final ">", so a match exists exactly when, for some
+//   "<" at a position before the final ">", the middle text M between them
+//   splits as the expression requires (the engine backtracks over every split).
+// - "([^,]|\\,)+" (a lemma) matches exactly the non-empty texts in which every
+//   comma is preceded by a backslash: each such pair is read as "\,", every
+//   other scalar as "[^,]"; a comma first, or after anything but a backslash,
+//   cannot be read.
+// - "(\+.+)?" (a tail) matches the empty text or "+" followed by at least one
+//   scalar that is not a line terminator ("." stops at line breaks).
+// - Pattern 2 implies pattern 3 (capitals form a lemma), so it needs no test.
+// - In pattern 1 the capitals after the comma run as far as they go: the tail
+//   that follows is empty or begins with "+", never with a capital.
+// Every character these tests name is ASCII, and ASCII bytes never occur
+// inside a multi-byte UTF-8 sequence, so positions are taken in bytes; the
+// tail's scalars are decoded as the regex engine reads them.
+
+bool isLemma(std::string_view text) {
+    if (text.empty() || text.front() == ',') return false;
+    for (std::size_t i = 1; i < text.size(); ++i)
+        if (text[i] == ',' && text[i - 1] != '\\') return false;
+    return true;
+}
+
+bool isTail(std::string_view text) {
+    if (text.empty()) return true;
+    if (text.front() != '+' || text.size() < 2) return false;
+    std::size_t position = 1;
+    while (position < text.size())
+        if (isLineTerminator(decodeScalar(text, position))) return false;
+    return true;
+}
+
+bool isCapital(char c) { return c >= 'A' && c <= 'Z'; }
+
+// Pattern 3 on the middle text: a lemma, then a tail.
+bool isLemmaThenTail(std::string_view middle) {
+    if (isLemma(middle)) return true;
+    for (std::size_t plus = 1; plus < middle.size(); ++plus)
+        if (middle[plus] == '+' && isLemma(middle.substr(0, plus)) && isTail(middle.substr(plus))) return true;
+    return false;
+}
+
+// Pattern 1 on the middle text: a lemma, a comma, capitals, then a tail.
+bool isLemmaCategoryThenTail(std::string_view middle) {
+    for (std::size_t comma = 1; comma < middle.size(); ++comma) {
+        if (middle[comma] != ',' || !isLemma(middle.substr(0, comma))) continue;
+        std::size_t end = comma + 1;
+        while (end < middle.size() && isCapital(middle[end])) ++end;
+        if (end > comma + 1 && isTail(middle.substr(end))) return true;
+    }
+    return false;
+}
+
+// Precondition: `text` ends with the byte ">".
+bool matchesSymbolPattern(std::string_view text) {
+    const std::size_t closing = text.size() - 1;
+    for (std::size_t opening = 0; opening < closing; ++opening) {
+        if (text[opening] != '<') continue;
+        const std::string_view middle = text.substr(opening + 1, closing - opening - 1);
+        if (middle.empty()) continue;
+        if (isLemmaThenTail(middle) || isLemmaCategoryThenTail(middle)) return true;
+    }
+    return false;
+}
+
+// ---- Text forms -------------------------------------------------------------
+
+// The text form of a label as at most three pieces, so that ASCII labels can
+// be compared and hashed without building the string.
+struct TextFormPieces {
+    std::string_view parts[3];
+    std::size_t count = 0;
+
+    explicit TextFormPieces(const Label& label) {
+        parts[count++] = label.input;
+        if (!label.output.empty()) {
+            parts[count++] = "/";
+            parts[count++] = label.output;
+        }
+    }
+
+    bool isAscii() const {
+        for (std::size_t i = 0; i < count; ++i)
+            if (!lexpand::isAscii(parts[i])) return false;
+        return true;
+    }
+
+    // Byte-wise three-way comparison of the concatenations.
+    int compare(const TextFormPieces& other) const {
+        std::size_t piece = 0, offset = 0, otherPiece = 0, otherOffset = 0;
+        for (;;) {
+            while (piece < count && offset == parts[piece].size()) ++piece, offset = 0;
+            while (otherPiece < other.count && otherOffset == other.parts[otherPiece].size())
+                ++otherPiece, otherOffset = 0;
+            const bool atEnd = piece == count;
+            const bool otherAtEnd = otherPiece == other.count;
+            if (atEnd || otherAtEnd) return atEnd == otherAtEnd ? 0 : (atEnd ? -1 : 1);
+            const auto byte = static_cast<unsigned char>(parts[piece][offset++]);
+            const auto otherByte = static_cast<unsigned char>(other.parts[otherPiece][otherOffset++]);
+            if (byte != otherByte) return byte < otherByte ? -1 : 1;
+        }
+    }
+};
+
+// Three-way comparison of the NFC forms of the two text forms.
+int compareTextForms(const Label& a, const Label& b) {
+    const TextFormPieces piecesA(a);
+    const TextFormPieces piecesB(b);
+    // ASCII text is its own NFC form.
+    if (piecesA.isAscii() && piecesB.isAscii()) return piecesA.compare(piecesB);
+    return compareCanonical(a.description(), b.description());
+}
+
+// FNV-1a, 64 bits.
+constexpr std::uint64_t fnvOffsetBasis = 14695981039346656037ULL;
+constexpr std::uint64_t fnvPrime = 1099511628211ULL;
+
+std::uint64_t hashBytes(std::uint64_t hash, std::string_view bytes) {
+    for (const char c : bytes) {
+        hash ^= static_cast<unsigned char>(c);
+        hash *= fnvPrime;
+    }
+    return hash;
+}
+
+} // namespace
+
+// ---- Label -------------------------------------------------------------------
+
+// Constant-initialized, so that it is ready before any dynamic initializer of
+// any other file runs; equal to Label::init("<E>", "").
+constinit const Label EPSILON{"<E>", "", Label::InputType::epsilon};
+
+std::optional<Label> Label::init(std::string_view inputString, std::string_view outputString) {
+    const auto make = [&](InputType inputType) {
+        return std::optional<Label>(Label{std::string(inputString), std::string(outputString), inputType});
+    };
+    if (inputString.empty()) return std::nullopt;
+
+    const std::vector<std::string_view> characters = graphemeClusterViews(inputString);
+    const std::string_view first = characters.front();
+    const std::string_view last = characters.back();
+    const auto holdsBackslash = [&] {
+        for (const std::string_view character : characters)
+            if (character == "\\") return true;
+        return false;
+    };
+
+    if (characters.size() == 1) return first == "\\" ? std::nullopt : make(InputType::standard);
+    if (inputString == "$(") return std::nullopt;
+    if (first == "\\") return characters.size() == 2 ? make(InputType::protectedCharacter) : std::nullopt;
+    if (first == ":") return holdsBackslash() ? std::nullopt : make(InputType::colonSymbol);
+    if (first == "$" && (characters[1] == "(" || characters[1] == ")"))
+        return holdsBackslash() ? std::nullopt : make(InputType::variableDefinition);
+    if (first == "<") {
+        if (last != ">") return std::nullopt;
+        if (inputString == "<E>") return make(InputType::epsilon);
+        return matchesSymbolPattern(inputString) ? make(InputType::bracketSymbol) : std::nullopt;
+    }
+    if (first != "\"") return make(InputType::standard);
+    if (last != "\"" || holdsBackslash()) return std::nullopt;
+    std::size_t quotes = 0;
+    for (const std::string_view character : characters)
+        if (character == "\"") ++quotes;
+    return quotes == 2 ? make(InputType::quotedString) : std::nullopt;
+}
+
+std::string Label::description() const {
+    if (output.empty()) return input;
+    std::string text;
+    text.reserve(input.size() + 1 + output.size());
+    text.append(input).append("/").append(output);
+    return text;
+}
+
+bool operator==(const Label& a, const Label& b) { return compareTextForms(a, b) == 0; }
+
+bool operator<(const Label& a, const Label& b) { return compareTextForms(a, b) < 0; }
+
+std::size_t LabelHash::operator()(const Label& label) const {
+    const TextFormPieces pieces(label);
+    std::uint64_t hash = fnvOffsetBasis;
+    if (pieces.isAscii()) {
+        for (std::size_t i = 0; i < pieces.count; ++i) hash = hashBytes(hash, pieces.parts[i]);
+    } else {
+        hash = hashBytes(hash, toNFC(label.description()));
+    }
+    return static_cast<std::size_t>(hash);
+}
+
+// ---- Alphabet ------------------------------------------------------------------
+
+Alphabet::Alphabet() : array{EPSILON}, dictionary{{EPSILON, 0}} {}
+
+std::int64_t Alphabet::addLabel(const Label& label) {
+    if (const auto found = dictionary.find(label); found != dictionary.end()) return found->second;
+    array.push_back(label);
+    const auto index = static_cast<std::int64_t>(array.size()) - 1;
+    dictionary.emplace(label, index);
+    return index;
+}
+
+std::string Alphabet::description() const {
+    std::string text = "[";
+    for (const Label& label : array) text.append(label.description()).append(" ");
+    text.append("]");
+    return text;
+}
+
+} // namespace lexpand
