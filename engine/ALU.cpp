@@ -1,1 +1,364 @@
+// Lexical entries: parseLexeme, splitProperties, splitLexicalInformation,
+// normalize, parseProperties, ALU and PropertiesDefinitions.
+
 #include "ALU.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <set>
+
+#include "MGFSA.h"
+#include "TextServices.h"
+#include "TextualGrammar.h"
+
+namespace lexpand {
+
+namespace {
+
+constexpr std::size_t npos = std::string_view::npos;
+
+// ---- The entry syntax ----------------------------------------------------
+//
+// An entry line is searched for the expression
+//     (([^,]|\\,)+),([A-Z]+)(\+.+$)?
+// with leftmost-backtracking semantics; the line is an entry when it holds
+// exactly one match. The matcher below answers what a backtracking engine
+// answers, in one left-to-right pass and without allocating:
+//
+// * The lemma loop prefers "[^,]" to "\\,", so a backslash before a comma is
+//   first taken as a lemma character and the lemma first tries to end at that
+//   comma. The first comma reached therefore ends the lemma when a capital
+//   follows it; otherwise the lemma may go on through the comma only when a
+//   backslash precedes it (the "\\," branch), and fails when none does.
+// * A failure at a comma c fails every start up to c as well (they reach c
+//   with the same choices), so the search resumes right after c: the scan is
+//   linear in the length of the line.
+// * "[A-Z]+" takes every capital, and the optional group never gives a
+//   reason to give one back. The group takes "+" and the rest of the line when
+//   the rest is not empty and holds no line terminator ("." stops at them and
+//   "$" matches only at the very end).
+//
+// Delimiters are ASCII, so scanning UTF-8 bytes is scanning code points: a
+// match never starts or ends inside a character.
+
+struct EntryMatch {
+    std::size_t lemmaBegin = 0;
+    std::size_t comma = 0;       // the comma after the lemma
+    std::size_t categoryEnd = 0; // one past the last capital
+    std::size_t end = 0;         // one past the match (the properties included)
+};
+
+bool isCapital(char c) { return c >= 'A' && c <= 'Z'; }
+
+// The length of the line terminator that starts at `i` ("\n", "\v", "\f",
+// "\r", U+0085, U+2028, U+2029), or 0.
+std::size_t lineTerminatorLength(std::string_view text, std::size_t i) {
+    const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
+    const unsigned char lead = byte(i);
+    if (lead >= 0x0A && lead <= 0x0D) return 1;
+    if (lead == 0xC2 && i + 1 < text.size() && byte(i + 1) == 0x85) return 2;
+    if (lead == 0xE2 && i + 2 < text.size() && byte(i + 1) == 0x80 && (byte(i + 2) == 0xA8 || byte(i + 2) == 0xA9))
+        return 3;
+    return 0;
+}
+
+// The end of the properties group "\+.+$" when it matches at `plus`, or 0.
+std::size_t propertiesGroupEnd(std::string_view text, std::size_t plus) {
+    if (plus >= text.size() || text[plus] != '+' || plus + 1 >= text.size()) return 0;
+    for (std::size_t i = plus + 1; i < text.size(); ++i) {
+        if (lineTerminatorLength(text, i) != 0) return 0;
+    }
+    return text.size();
+}
+
+// The leftmost match that starts at or after `from`, or absent.
+std::optional<EntryMatch> findEntryMatch(std::string_view text, std::size_t from) {
+    std::size_t start = from;
+    while (start < text.size()) {
+        if (text[start] == ',') { // the lemma needs a first character
+            ++start;
+            continue;
+        }
+        std::size_t scan = start;
+        std::size_t comma = npos;
+        while (true) {
+            comma = text.find(',', scan);
+            if (comma == npos) return std::nullopt; // no later start can reach a comma either
+            if (comma + 1 < text.size() && isCapital(text[comma + 1])) {
+                EntryMatch match;
+                match.lemmaBegin = start;
+                match.comma = comma;
+                std::size_t categoryEnd = comma + 1;
+                while (categoryEnd < text.size() && isCapital(text[categoryEnd])) ++categoryEnd;
+                match.categoryEnd = categoryEnd;
+                const std::size_t propertiesEnd = propertiesGroupEnd(text, categoryEnd);
+                match.end = propertiesEnd != 0 ? propertiesEnd : categoryEnd;
+                return match;
+            }
+            // comma > start here, so text[comma - 1] belongs to this lemma.
+            if (text[comma - 1] != '\\') break;
+            scan = comma + 1; // "\\," lets the lemma run on
+        }
+        start = comma + 1; // every start up to this comma fails alike
+    }
+    return std::nullopt;
+}
+
+struct LexemeViews {
+    std::string_view entry;
+    std::string_view category;
+    std::string_view properties;
+};
+
+std::optional<LexemeViews> matchLexeme(std::string_view lexeme) {
+    const std::optional<EntryMatch> match = findEntryMatch(lexeme, 0);
+    if (!match || findEntryMatch(lexeme, match->end)) return std::nullopt;
+    LexemeViews views;
+    views.entry = lexeme.substr(match->lemmaBegin, match->comma - match->lemmaBegin);
+    views.category = lexeme.substr(match->comma + 1, match->categoryEnd - match->comma - 1);
+    views.properties = lexeme.substr(match->categoryEnd, match->end - match->categoryEnd);
+    return views;
+}
+
+// ---- Property items -------------------------------------------------------
+
+// Removes the later of canonically equal items, keeping the first; then
+// sorts when asked. Stable, so that among equal items the first one stays.
+void removeDuplicatesAndSort(std::vector<std::string_view>& items, bool sort) {
+    if (sort) {
+        std::stable_sort(items.begin(), items.end(), CanonicalLess());
+        items.erase(std::unique(items.begin(), items.end(),
+                                [](std::string_view a, std::string_view b) { return canonicallyEqual(a, b); }),
+                    items.end());
+        return;
+    }
+    constexpr std::size_t smallList = 16;
+    std::vector<std::string_view> kept;
+    kept.reserve(items.size());
+    if (items.size() <= smallList) {
+        for (const std::string_view item : items) {
+            const bool seen = std::any_of(kept.begin(), kept.end(),
+                                          [&](std::string_view other) { return canonicallyEqual(item, other); });
+            if (!seen) kept.push_back(item);
+        }
+    } else {
+        std::set<std::string> seen;
+        for (const std::string_view item : items) {
+            if (seen.insert(toNFC(item)).second) kept.push_back(item);
+        }
+    }
+    items = std::move(kept);
+}
+
+// The items of a properties string as views into it (see splitProperties).
+std::optional<std::vector<std::string_view>> splitPropertyViews(std::string_view text, bool sort) {
+    std::vector<std::string_view> items;
+    if (text.empty()) return items;
+    if (text[0] != '+') return std::nullopt;
+    char closing = 0; // '"' or '>' inside a protected part, 0 outside
+    std::size_t itemBegin = 1;
+    for (std::size_t i = 1; i < text.size(); ++i) {
+        const char c = text[i];
+        if (c == '\\') {
+            if (i + 1 >= text.size()) return std::nullopt; // nothing left to protect
+            ++i; // the protected byte; the rest of its character follows as plain bytes
+        } else if (closing != 0) {
+            if (c == closing) closing = 0;
+        } else if (c == '"') {
+            closing = '"';
+        } else if (c == '<') {
+            closing = '>';
+        } else if (c == '+') {
+            items.push_back(text.substr(itemBegin, i - itemBegin));
+            itemBegin = i + 1;
+        }
+    }
+    if (closing != 0) return std::nullopt;
+    items.push_back(text.substr(itemBegin));
+    removeDuplicatesAndSort(items, sort);
+    return items;
+}
+
+std::vector<std::string> toStrings(const std::vector<std::string_view>& views) {
+    return std::vector<std::string>(views.begin(), views.end());
+}
+
+// ---- Normalisation ----------------------------------------------------------
+
+bool containsCanonically(const std::vector<std::string>& list, std::string_view text) {
+    return std::any_of(list.begin(), list.end(), [&](const std::string& item) { return canonicallyEqual(item, text); });
+}
+
+const std::map<std::string, std::vector<std::string>>* propertiesOfCategory(const PropertiesDefinitions& definitions,
+                                                                            std::string_view category) {
+    const auto& categories = definitions.categoryProperties;
+    const auto found = categories.find(std::string(category));
+    if (found != categories.end()) return &found->second;
+    if (isAscii(category)) return nullptr;
+    for (const auto& [name, properties] : categories) {
+        if (canonicallyEqual(name, category)) return &properties;
+    }
+    return nullptr;
+}
+
+// The name under which the category lists `value`, the first in name order.
+std::optional<std::string_view> findPropertyName(std::string_view category, std::string_view value,
+                                                 const PropertiesDefinitions* definitions) {
+    if (definitions == nullptr) return std::nullopt;
+    const auto* properties = propertiesOfCategory(*definitions, category);
+    if (properties == nullptr) return std::nullopt;
+    for (const auto& [name, values] : *properties) {
+        if (containsCanonically(values, value)) return std::string_view(name);
+    }
+    return std::nullopt;
+}
+
+bool startsWith(std::string_view text, std::string_view prefix) { return text.substr(0, prefix.size()) == prefix; }
+
+void sortUnique(std::vector<std::string>& list) {
+    std::stable_sort(list.begin(), list.end(), CanonicalLess());
+    list.erase(std::unique(list.begin(), list.end(),
+                           [](const std::string& a, const std::string& b) { return canonicallyEqual(a, b); }),
+               list.end());
+}
+
+template <typename Items>
+ClassifiedProperties classifyProperties(std::string_view category, const Items& properties,
+                                        const PropertiesDefinitions* definitions) {
+    ClassifiedProperties classified;
+    const bool haveMorphologicalNames = definitions != nullptr && !definitions->morphologicalPropertyNames.empty();
+    for (const std::string_view item : properties) {
+        if (startsWith(item, "FLX=")) {
+            classified.flxParadigms.emplace_back(item.substr(4));
+            continue;
+        }
+        if (startsWith(item, "DRV=")) {
+            classified.drvParadigms.emplace_back(item.substr(4));
+            continue;
+        }
+        std::string_view name;
+        std::string text;
+        if (const std::size_t equals = item.find('='); equals != npos) {
+            name = item.substr(0, equals);
+            text = std::string(name.empty() ? item.substr(equals + 1) : item);
+        } else if (const auto found = findPropertyName(category, item, definitions)) {
+            name = *found;
+            text.reserve(name.size() + 1 + item.size());
+            text.append(name).append(1, '=').append(item);
+        } else {
+            text = std::string(item);
+        }
+        // A property without a name is lexical, whatever the names listed.
+        const bool morphological =
+            haveMorphologicalNames && !name.empty() && containsCanonically(definitions->morphologicalPropertyNames, name);
+        (morphological ? classified.morphoProperties : classified.lexProperties).push_back(std::move(text));
+    }
+    // Appending only what is not there yet, then sorting, is a stable sort
+    // followed by dropping the later of equal neighbours.
+    sortUnique(classified.lexProperties);
+    sortUnique(classified.morphoProperties);
+    std::stable_sort(classified.flxParadigms.begin(), classified.flxParadigms.end(), CanonicalLess());
+    std::stable_sort(classified.drvParadigms.begin(), classified.drvParadigms.end(), CanonicalLess());
+    return classified;
+}
+
+} // namespace
+
+// ---- Public operations ------------------------------------------------------
+
+std::optional<Lexeme> parseLexeme(std::string_view lexeme) {
+    const std::optional<LexemeViews> views = matchLexeme(lexeme);
+    if (!views) return std::nullopt;
+    return Lexeme{std::string(views->entry), std::string(views->category), std::string(views->properties)};
+}
+
+std::optional<std::vector<std::string>> splitProperties(std::string_view propertiesString, bool sort) {
+    const auto items = splitPropertyViews(propertiesString, sort);
+    if (!items) return std::nullopt;
+    return toStrings(*items);
+}
+
+std::optional<LexicalInformation> splitLexicalInformation(const std::vector<std::string>& categoryAndPropertiesStrings) {
+    std::string joined = "+";
+    for (const std::string& piece : categoryAndPropertiesStrings) joined += piece;
+    if (joined.size() == 1 || joined[1] == '+') return std::nullopt;
+    auto items = splitPropertyViews(joined, false);
+    if (!items) return std::nullopt; // a non-empty string beginning with "+" gives at least one item
+    LexicalInformation information;
+    information.category = std::string(items->front());
+    items->erase(items->begin());
+    removeDuplicatesAndSort(*items, true);
+    information.properties = toStrings(*items);
+    return information;
+}
+
+NormalizedProperty normalize(std::string_view category, std::string_view property,
+                             const PropertiesDefinitions* propertiesDefinitions) {
+    if (const std::size_t equals = property.find('='); equals != npos)
+        return {std::string(property.substr(0, equals)), std::string(property.substr(equals + 1))};
+    if (const auto name = findPropertyName(category, property, propertiesDefinitions))
+        return {std::string(*name), std::string(property)};
+    return {std::string(), std::string(property)};
+}
+
+ClassifiedProperties parseProperties(std::string_view category, const std::vector<std::string>& properties,
+                                     const PropertiesDefinitions* propertiesDefinitions) {
+    return classifyProperties(category, properties, propertiesDefinitions);
+}
+
+std::optional<ALU> ALU::init(std::string_view lexeme, const PropertiesDefinitions* propertiesDefinitions) {
+    const std::optional<LexemeViews> views = matchLexeme(lexeme);
+    if (!views) return std::nullopt;
+    const auto items = splitPropertyViews(views->properties, true);
+    if (!items) return std::nullopt;
+    ClassifiedProperties classified = classifyProperties(views->category, *items, propertiesDefinitions);
+    ALU alu;
+    alu.entry = std::string(views->entry);
+    alu.category = std::string(views->category);
+    alu.lexicalProperties = std::move(classified.lexProperties);
+    alu.morphologicalProperties = std::move(classified.morphoProperties);
+    alu.flxParadigms = std::move(classified.flxParadigms);
+    alu.drvParadigms = std::move(classified.drvParadigms);
+    return alu;
+}
+
+std::string ALU::description() const {
+    std::size_t size = entry.size() + 1 + category.size();
+    for (const auto* list : {&lexicalProperties, &flxParadigms, &drvParadigms, &morphologicalProperties}) {
+        for (const std::string& item : *list) size += item.size() + 5;
+    }
+    std::string text;
+    text.reserve(size);
+    text.append(entry).append(1, ',').append(category);
+    for (const std::string& property : lexicalProperties) text.append(1, '+').append(property);
+    for (const std::string& paradigm : flxParadigms) text.append("+FLX=").append(paradigm);
+    for (const std::string& paradigm : drvParadigms) text.append("+DRV=").append(paradigm);
+    for (const std::string& property : morphologicalProperties) text.append(1, '+').append(property);
+    return text;
+}
+
+std::optional<PropertiesDefinitions> PropertiesDefinitions::init(std::string_view grammarString) {
+    const std::optional<MGFSA> grammar = textualGrammarToMgfsa(grammarString, LinguisticLevel::propertyDefinition);
+    if (!grammar) return std::nullopt;
+    PropertiesDefinitions definitions;
+    // The graphs come in ascending order of their names.
+    for (const auto& [name, graph] : grammar->graphs) {
+        const bool exclusive = name == "EXCLUSIVEPROPERTIES";
+        const bool morphological = name == "MORPHOLOGICALPROPERTIES";
+        const std::size_t underscore = name.find('_');
+        if (!exclusive && !morphological && underscore == npos) return std::nullopt;
+        std::optional<ExplorationResult> paths = grammar->explore(name, LinguisticLevel::syntax, 1);
+        if (!paths) return std::nullopt;
+        if (exclusive) {
+            definitions.exclusivePropertyNames = std::move(paths->input);
+        } else if (morphological) {
+            definitions.morphologicalPropertyNames = std::move(paths->input);
+        } else {
+            definitions.categoryProperties[name.substr(0, underscore)][name.substr(underscore + 1)] =
+                std::move(paths->input);
+        }
+    }
+    return definitions;
+}
+
+} // namespace lexpand

@@ -1,0 +1,359 @@
+// Tests of lexical entries: the entry syntax and its matcher, property items,
+// normalisation and classification, the canonical text of an ALU, and the
+// properties definitions compiled from a ".def" text.
+
+#include "ALU.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "StringUtilities.h"
+
+namespace lexpand {
+namespace {
+
+constexpr std::string_view entryExpression = "(([^,]|\\\\,)+),([A-Z]+)(\\+.+$)?";
+
+std::string dump(const std::optional<Lexeme>& lexeme) {
+    if (!lexeme) return "absent";
+    return "[" + lexeme->entry + "][" + lexeme->category + "][" + lexeme->properties + "]";
+}
+
+std::string dump(const std::vector<std::string>& items) {
+    std::string text;
+    for (const std::string& item : items) text += "[" + item + "]";
+    return text;
+}
+
+std::string dump(const std::optional<std::vector<std::string>>& items) { return items ? dump(*items) : "absent"; }
+
+std::string dump(const std::optional<ALU>& alu) { return alu ? alu->description() : "absent"; }
+
+// The entry syntax read through the general regular-expression utility: four
+// texts are an entry without properties, five one with properties.
+std::optional<Lexeme> parseLexemeByRegex(std::string_view line) {
+    const auto texts = parseParenthesedPattern(line, entryExpression);
+    if (!texts) return std::nullopt;
+    if (texts->size() == 4) return Lexeme{(*texts)[1], (*texts)[3], ""};
+    if (texts->size() == 5) return Lexeme{(*texts)[1], (*texts)[3], (*texts)[4]};
+    return std::nullopt;
+}
+
+// Definitions as the ".def" text "N_Gender = m | f ; N_Nb = s | p ;
+// N_Type = m ; V_Tense = PR | PT ; MORPHOLOGICALPROPERTIES = Gender | Nb |
+// Tense ; EXCLUSIVEPROPERTIES = Nb ;" gives them.
+PropertiesDefinitions sampleDefinitions() {
+    PropertiesDefinitions definitions;
+    definitions.categoryProperties["N"]["Type"] = {"m"};
+    definitions.categoryProperties["N"]["Gender"] = {"m", "f"};
+    definitions.categoryProperties["N"]["Nb"] = {"s", "p"};
+    definitions.categoryProperties["V"]["Tense"] = {"PR", "PT"};
+    definitions.morphologicalPropertyNames = {"Gender", "Nb", "Tense"};
+    definitions.exclusivePropertyNames = {"Nb"};
+    return definitions;
+}
+
+TEST(ParseLexeme, EntrySyntax) {
+    const struct {
+        std::string line;
+        std::string expected;
+    } rows[] = {
+        {"table,N", "[table][N][]"},
+        {"table,N+FLX=TABLE+Conc", "[table][N][+FLX=TABLE+Conc]"},
+        {"pomme de terre,N+FLX=TABLE", "[pomme de terre][N][+FLX=TABLE]"},
+        {"a\\,b,N", "[a\\,b][N][]"},
+        {"form,lemma,N", "[lemma][N][]"},      // text before the leftmost match is dropped
+        {"form,ADJ,N", "[form][ADJ][]"},       // the category stops at the comma
+        {"table,Noun+FLX=X", "[table][N][]"},  // text after the category is ignored
+        {"table,N+", "[table][N][]"},          // "+" alone is no properties group
+        {"table,N++", "[table][N][++]"},
+        {"abc,N x,V", "absent"},               // a second match
+        {"table,N+x,V", "[table][N][+x,V]"},   // the properties run to the end
+        {"table", "absent"},
+        {"table,n", "absent"},
+        {",N", "absent"},
+        {"", "absent"},
+        {"table,\xC3\x89T", "absent"},         // only ASCII capitals
+        {"a\\,B,N", "[a\\][B][]"},             // the backslash is first tried as a lemma character
+        {"a\\\\,b,N", "[a\\\\,b][N][]"},     // a backslash, then "\\," and "b"
+        {",,a,N", "[a][N][]"},
+        {"\\,N", "[\\][N][]"},
+        {"x,y,,N", "absent"},                  // "," before "N" has no backslash and nothing before it
+        {"x\\,,N", "[x\\,][N][]"},
+        {"t\xC3\xA9,N+Gloss=\xE6\x97\xA5", "[t\xC3\xA9][N][+Gloss=\xE6\x97\xA5]"},
+        {"table,N+a\nb", "[table][N][]"},      // "." stops at a line break
+        {"ta\nble,N", "[ta\nble][N][]"},       // the lemma may hold one
+        {"table,N+a\xE2\x80\xA8", "[table][N][]"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(dump(parseLexeme(row.line)), row.expected) << "line: " << row.line;
+        EXPECT_EQ(dump(parseLexemeByRegex(row.line)), row.expected) << "regex, line: " << row.line;
+    }
+}
+
+TEST(ParseLexeme, AgreesWithRegularExpressionOnRandomLines) {
+    const std::vector<std::string> pieces = {
+        "a", "b", "ta", "N", "V", "AB", "n", ",", ",", "\\", "\\,", "+", "+", "=", " ", "\"", "<", ">",
+        "\n", "\r", "\r\n", "\v", "\f", "\t", std::string(1, '\0'),
+        "\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9",           // U+0085, U+2028, U+2029
+        "\xC3\xA9", "e\xCC\x81", "\xE6\x97\xA5", "\xF0\x9F\x98\x80", // é, e + U+0301, 日, an emoji
+        ",N", ",AB+", "x,V", "+Hum", "\\,N", ",\xC3\x89",
+    };
+    std::mt19937 random(20240611);
+    std::uniform_int_distribution<std::size_t> pieceCount(0, 12);
+    std::uniform_int_distribution<std::size_t> pieceIndex(0, pieces.size() - 1);
+    std::size_t entries = 0;
+    for (int i = 0; i < 60000; ++i) {
+        std::string line;
+        for (std::size_t n = pieceCount(random); n > 0; --n) line += pieces[pieceIndex(random)];
+        const auto expected = parseLexemeByRegex(line);
+        ASSERT_EQ(dump(parseLexeme(line)), dump(expected)) << "line: " << line;
+        entries += expected.has_value();
+    }
+    EXPECT_GT(entries, 5000u); // the lines exercise both outcomes
+}
+
+TEST(SplitProperties, Items) {
+    const struct {
+        std::string text;
+        bool sort;
+        std::string expected;
+    } rows[] = {
+        {"", true, ""},
+        {"FLX=A", true, "absent"},
+        {"+FLX=TABLE+Conc", false, "[FLX=TABLE][Conc]"},
+        {"+FLX=TABLE+Conc", true, "[Conc][FLX=TABLE]"},
+        {"+Gloss=\"salt+pepper\"+Hum", false, "[Gloss=\"salt+pepper\"][Hum]"},
+        {"+a+a+b", false, "[a][b]"},
+        {"+b+a+b", false, "[b][a]"},
+        {"+a+", false, "[a][]"},
+        {"+", false, "[]"},
+        {"++", false, "[]"},
+        {"+a++b+", true, "[][a][b]"},
+        {"+Gloss=\"a+b", false, "absent"},               // unclosed quote
+        {"+_LEX=\"<B>\"+p", false, "[_LEX=\"<B>\"][p]"},
+        {"+x=<a+b>+y", false, "[x=<a+b>][y]"},
+        {"+x=<>+y", false, "[x=<>][y]"},
+        {"+x=<a+b", false, "absent"},                    // unclosed bracket
+        {"+x=<\"+y>+z", false, "[x=<\"+y>][z]"},         // a quote inside brackets is plain
+        {"+x=\"<\"+y", false, "[x=\"<\"][y]"},           // a bracket inside quotes is plain
+        {"+a\\+b+c", false, "[a\\+b][c]"},
+        {"+a\\", false, "absent"},                       // ends right after a backslash
+        {"+q=\"a\\\"+b\"+c", false, "[q=\"a\\\"+b\"][c]"},
+        {"+q=<a\\>+b>+c", false, "[q=<a\\>+b>][c]"},
+        {"+b+Z+a+_x+1", true, "[1][Z][_x][a][b]"},
+        {"+\xC3\xA9+e\xCC\x81", false, "[\xC3\xA9]"},      // canonically equal: the first stays
+        {"+e\xCC\x81+\xC3\xA9", true, "[e\xCC\x81]"},
+        {"+\\\xC3\xA9+x", false, "[\\\xC3\xA9][x]"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(dump(splitProperties(row.text, row.sort)), row.expected)
+            << "properties: " << row.text << " sort: " << row.sort;
+    }
+}
+
+TEST(SplitProperties, ManyItemsKeepFirstOfEqualOnes) {
+    // 40 distinct items in a scrambled order, then all of them again reversed.
+    std::vector<std::string> expected;
+    for (int i = 1; i <= 40; ++i) expected.push_back("p" + std::to_string(i * 17 % 41));
+    std::string text;
+    for (const std::string& item : expected) text += "+" + item;
+    for (auto item = expected.rbegin(); item != expected.rend(); ++item) text += "+" + *item;
+    EXPECT_EQ(dump(splitProperties(text, false)), dump(expected)) << "properties: " << text;
+}
+
+TEST(SplitLexicalInformation, CategoryAndProperties) {
+    const struct {
+        std::vector<std::string> strings;
+        std::string expected; // category, then the properties
+    } rows[] = {
+        {{"N", "+Nb=p", "+Nb=p"}, "N:[Nb=p]"},
+        {{"+Nb=p"}, "absent"},
+        {{}, "absent"},
+        {{"", ""}, "absent"},
+        {{"V", "+b+a", "+Tr"}, "V:[Tr][a][b]"},
+        {{"A", "DJ+x"}, "ADJ:[x]"},
+        {{"N+G=\"x", "+y\""}, "N:[G=\"x+y\"]"},
+        {{"N+G=\"x"}, "absent"},
+        {{"N+N"}, "N:"}, // the repeated item is dropped before the category is taken
+    };
+    for (const auto& row : rows) {
+        const auto information = splitLexicalInformation(row.strings);
+        const std::string actual = information ? information->category + ":" + dump(information->properties) : "absent";
+        EXPECT_EQ(actual, row.expected) << "strings: " << dump(row.strings);
+    }
+}
+
+TEST(Normalize, NameAndValue) {
+    const PropertiesDefinitions definitions = sampleDefinitions();
+    PropertiesDefinitions empty;
+    const struct {
+        std::string category;
+        std::string property;
+        const PropertiesDefinitions* definitions;
+        std::string expected; // name "|" value
+    } rows[] = {
+        {"N", "s", &definitions, "Nb|s"},
+        {"N", "m", &definitions, "Gender|m"}, // listed by Gender and Type: the first name wins
+        {"N", "x", &definitions, "|x"},
+        {"V", "s", &definitions, "|s"},
+        {"ADJ", "s", &definitions, "|s"},
+        {"N", "s", nullptr, "|s"},
+        {"N", "s", &empty, "|s"},
+        {"N", "Gender=x", &definitions, "Gender|x"}, // a written name is not checked
+        {"N", "=m", &definitions, "|m"},
+        {"N", "Gender=", &definitions, "Gender|"},
+        {"N", "a=b=c", &definitions, "a|b=c"},
+        {"N", "", &definitions, "|"},
+        {"V", "pr", &definitions, "|pr"},      // values are case-sensitive
+    };
+    for (const auto& row : rows) {
+        const NormalizedProperty normalized = normalize(row.category, row.property, row.definitions);
+        EXPECT_EQ(normalized.name + "|" + normalized.value, row.expected)
+            << "category: " << row.category << " property: " << row.property;
+    }
+}
+
+TEST(Normalize, ValuesCompareCanonically) {
+    PropertiesDefinitions definitions;
+    definitions.categoryProperties["N"]["Case"] = {"\xC3\xA9"}; // é
+    const NormalizedProperty normalized = normalize("N", "e\xCC\x81", &definitions);
+    EXPECT_EQ(normalized.name, "Case");
+    EXPECT_EQ(normalized.value, "e\xCC\x81"); // kept as written
+}
+
+TEST(ParseProperties, FourLists) {
+    const PropertiesDefinitions definitions = sampleDefinitions();
+    PropertiesDefinitions noMorphologicalNames = sampleDefinitions();
+    noMorphologicalNames.morphologicalPropertyNames.clear();
+    PropertiesDefinitions emptyNameIsMorphological = sampleDefinitions();
+    emptyNameIsMorphological.morphologicalPropertyNames.push_back("");
+    const struct {
+        std::string category;
+        std::vector<std::string> items;
+        const PropertiesDefinitions* definitions;
+        std::string expected; // lex / morpho / flx / drv
+    } rows[] = {
+        {"N", {"Hum", "FLX=TABLE", "Nb=p"}, nullptr, "[Hum][Nb=p]//[TABLE]/"},
+        {"N", {"p", "Conc"}, &definitions, "[Conc]/[Nb=p]//"},
+        {"V", {"p", "Conc"}, &definitions, "[Conc][p]///"},
+        {"N", {"FLX="}, &definitions, "//[]/"},
+        {"N", {"b", "a", "Z"}, nullptr, "[Z][a][b]///"},
+        {"N", {"Nb=p", "p"}, &definitions, "/[Nb=p]//"},       // written and bare collapse
+        {"N", {"=m", "m"}, &definitions, "[m]/[Gender=m]//"},  // "=m" has no name
+        {"N", {"Gender="}, &definitions, "/[Gender=]//"},
+        {"N", {"flx=X", "drv=Y"}, &definitions, "[drv=Y][flx=X]///"},
+        {"N", {"DRV=B", "DRV=A", "FLX=Z", "FLX=Y"}, &definitions, "//[Y][Z]/[A][B]"},
+        {"N", {"FLX=A", "FLX=A"}, &definitions, "//[A][A]/"},   // paradigms are not made unique here
+        {"N", {"p"}, &noMorphologicalNames, "[Nb=p]///"},
+        {"N", {"x", "=y"}, &emptyNameIsMorphological, "[x][y]///"},
+        {"N", {"Tense=PR", "m"}, &definitions, "/[Gender=m][Tense=PR]//"},
+        {"N", {"\xC3\xA9", "e\xCC\x81"}, nullptr, "[\xC3\xA9]///"}, // canonically equal: the first stays
+    };
+    for (const auto& row : rows) {
+        const ClassifiedProperties lists = parseProperties(row.category, row.items, row.definitions);
+        EXPECT_EQ(dump(lists.lexProperties) + "/" + dump(lists.morphoProperties) + "/" + dump(lists.flxParadigms) +
+                      "/" + dump(lists.drvParadigms),
+                  row.expected)
+            << "category: " << row.category << " items: " << dump(row.items);
+    }
+}
+
+TEST(ALU, CanonicalText) {
+    const PropertiesDefinitions definitions = sampleDefinitions();
+    PropertiesDefinitions nbOnly;
+    nbOnly.morphologicalPropertyNames = {"Nb"};
+    const struct {
+        std::string line;
+        const PropertiesDefinitions* definitions;
+        std::string expected;
+    } rows[] = {
+        {"table,N+FLX=TABLE+Conc", nullptr, "table,N+Conc+FLX=TABLE"},
+        {"eat,V+DRV=ABLE+FLX=EAT+Tr", nullptr, "eat,V+Tr+FLX=EAT+DRV=ABLE"},
+        {"tables,N+Nb=p+Conc", &nbOnly, "tables,N+Conc+Nb=p"},
+        {"table,N+FLX=TABLE+m", &definitions, "table,N+FLX=TABLE+Gender=m"},
+        {"tables,N+_LEX=\"<B>\"+FLX=NOUN+p", &definitions, "tables,N+_LEX=\"<B>\"+FLX=NOUN+Nb=p"},
+        {"x,N+Hum+Hum", nullptr, "x,N+Hum"},
+        {"x,N+FLX=A+FLX=A", nullptr, "x,N+FLX=A"},
+        {"x,N+Gender=m+m", &definitions, "x,N+Gender=m"},
+        {"a\\,b,N", nullptr, "a\\,b,N"},
+        {"form,lemma,N", nullptr, "lemma,N"},
+        {"table,Noun+FLX=X", nullptr, "table,N"},
+        {"table,N+", nullptr, "table,N"},
+        {"table,N++", nullptr, "table,N+"},
+        {"table,N+Gloss=\"a+b\"", nullptr, "table,N+Gloss=\"a+b\""},
+        {"table,N+Gloss=\"a+b", nullptr, "absent"},
+        {"table,N+x<", nullptr, "absent"},
+        {"table,N+x\\", nullptr, "absent"},
+        {"table", nullptr, "absent"},
+        {"table,n", nullptr, "absent"},
+        {"", nullptr, "absent"},
+        {"abc,N x,V", nullptr, "absent"},
+        {"b,XYZ+b+a+FLX=B+DRV=D+FLX=A", nullptr, "b,XYZ+a+b+FLX=A+FLX=B+DRV=D"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(dump(ALU::init(row.line, row.definitions)), row.expected) << "line: " << row.line;
+    }
+}
+
+TEST(ALU, Fields) {
+    const PropertiesDefinitions definitions = sampleDefinitions();
+    const auto alu = ALU::init("tables,N+Conc+FLX=NOUN+DRV=X+p", &definitions);
+    ASSERT_TRUE(alu);
+    EXPECT_EQ(alu->entry, "tables");
+    EXPECT_EQ(alu->category, "N");
+    EXPECT_EQ(alu->lexicalProperties, std::vector<std::string>{"Conc"});
+    EXPECT_EQ(alu->morphologicalProperties, std::vector<std::string>{"Nb=p"});
+    EXPECT_EQ(alu->flxParadigms, std::vector<std::string>{"NOUN"});
+    EXPECT_EQ(alu->drvParadigms, std::vector<std::string>{"X"});
+}
+
+// ---- Properties definitions (compiled from ".def" texts) -----------------
+
+std::string dump(const std::optional<PropertiesDefinitions>& definitions) {
+    if (!definitions) return "absent";
+    std::string text;
+    for (const auto& [category, properties] : definitions->categoryProperties) {
+        for (const auto& [name, values] : properties) text += category + "_" + name + ":" + dump(values) + " ";
+    }
+    return text + "X:" + dump(definitions->exclusivePropertyNames) + " M:" +
+           dump(definitions->morphologicalPropertyNames);
+}
+
+TEST(PropertiesDefinitions, FromText) {
+    const struct {
+        std::string text;
+        std::string expected;
+    } rows[] = {
+        {"N_Gender = m | f ;\nN_Number = s | p ;\nV_Tense = PR | PT ;\n"
+         "MORPHOLOGICALPROPERTIES = Gender | Number | Tense ;\nEXCLUSIVEPROPERTIES = Gender | Number | Tense ;\n",
+         "N_Gender:[m][f] N_Number:[s][p] V_Tense:[PR][PT] X:[Gender][Number][Tense] M:[Gender][Number][Tense]"},
+        {"", "X: M:"},
+        {"# only a comment\n", "X: M:"},
+        {"N_Sub_Type = a | b ;", "N_Sub_Type:[a][b] X: M:"},
+        {"_Gender = m ;", "_Gender:[m] X: M:"},
+        {"Gender = m | f ;", "absent"},
+        {"MorphologicalProperties = Gender ;", "absent"},
+        {"N_A = x ;\nN_B = x ;", "N_A:[x] N_B:[x] X: M:"},
+        {"N_Gender = m | f ;\nN_All = :N_Gender | n ;", "N_All:[m][f][n] N_Gender:[m][f] X: M:"},
+        {"N_Gloss = big cat ;", "N_Gloss:[big cat] X: M:"},
+        {"N_A = :N_Missing ;", "absent"}, // refers to an undefined rule
+        {"N_A = x", "absent"},             // no ";"
+        {"N_A = ( x ;", "absent"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(dump(PropertiesDefinitions::init(row.text)), row.expected) << "text: " << row.text;
+    }
+}
+
+TEST(PropertiesDefinitions, DrivesNormalisation) {
+    const auto definitions = PropertiesDefinitions::init(
+        "N_Nb = s | p ;\nN_Kind = p ;\nMORPHOLOGICALPROPERTIES = Nb ;\n");
+    ASSERT_TRUE(definitions);
+    // "p" is listed by Kind and Nb: Kind sorts first.
+    EXPECT_EQ(dump(ALU::init("tables,N+FLX=NOUN+s+p", &*definitions)), "tables,N+Kind=p+FLX=NOUN+Nb=s");
+}
+
+} // namespace
+} // namespace lexpand
