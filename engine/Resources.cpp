@@ -96,6 +96,9 @@ std::optional<std::int64_t> inflectAndDeriveDictionary(const std::string& dictio
     const std::optional<std::vector<std::string>> lines = loadDictionary(dictionaryPath);
     if (!lines) return std::nullopt;
 
+    // Paradigms are compiled and explored once for the whole dictionary, not
+    // once per entry.
+    EntryExpander expander(morphologicalParadigms);
     std::int64_t count = 0;
     std::string formLine; // reused for every form: word form, ",", category and properties
     for (const std::string& line : *lines) {
@@ -106,7 +109,7 @@ std::optional<std::int64_t> inflectAndDeriveDictionary(const std::string& dictio
         // not counted); its derivations, if any, still follow.
         if (entry->flxParadigms.empty()) sink.printLine(line);
 
-        const std::optional<EntryForms> forms = inflectAndDerive(*entry, morphologicalParadigms);
+        const std::optional<EntryForms> forms = expander.inflectAndDerive(*entry);
         if (!forms) return std::nullopt;
         const std::size_t formCount = forms->wordForms.size();
         if (forms->categories.size() != formCount || forms->properties.size() != formCount) return std::nullopt;
