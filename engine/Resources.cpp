@@ -11,7 +11,6 @@
 
 #include "Dictionary.h"
 #include "Morphology.h"
-#include "TextServices.h"
 #include "TextualGrammar.h"
 
 namespace lexpand {
@@ -48,16 +47,10 @@ std::string appendPathComponent(const std::string& directory, const std::string&
 
 DictionaryGrammars refusal(std::string message) { return DictionaryGrammars{std::nullopt, std::move(message)}; }
 
-// True for a line that the expansion passes over: an empty line, or one whose
-// first character (a whole grapheme cluster) is "#".
-bool isSkippedLine(std::string_view line) {
-    if (line.empty()) return true;
-    if (line.front() != '#') return false;
-    // An ASCII byte never extends a cluster that begins with "#".
-    if (line.size() == 1 || static_cast<unsigned char>(line[1]) < 0x80) return true;
-    const std::vector<std::string_view> clusters = graphemeClusterViews(line);
-    return !clusters.empty() && clusters.front() == "#";
-}
+// True for a line that the expansion passes over: an empty line, or one that
+// begins with "#" in its first column (the "#use " lines that loadDictionary
+// keeps; it drops every other line that begins with "#").
+bool isSkippedLine(std::string_view line) { return line.empty() || line.front() == '#'; }
 
 } // namespace
 
