@@ -99,6 +99,7 @@ TEST(ParseLexeme, AgreesWithRegularExpressionOnRandomLines) {
         "\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9",           // U+0085, U+2028, U+2029
         "\xC3\xA9", "e\xCC\x81", "\xE6\x97\xA5", "\xF0\x9F\x98\x80", // é, e + U+0301, 日, an emoji
         ",N", ",AB+", "x,V", "+Hum", "\\,N", ",\xC3\x89",
+        "\xFF", "\xE2\x80",                                  // malformed bytes
     };
     std::mt19937 random(20240611);
     std::uniform_int_distribution<std::size_t> pieceCount(0, 12);
