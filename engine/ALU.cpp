@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <set>
+#include <utility>
 
 #include "MGFSA.h"
 #include "TextServices.h"
@@ -122,14 +123,35 @@ std::optional<LexemeViews> matchLexeme(std::string_view lexeme) {
 
 // ---- Property items -------------------------------------------------------
 
+// Sorts by canonical order, keeping equal items in their order. The lists of
+// one entry hold a handful of items: an insertion sort serves them without
+// the temporary buffer of std::stable_sort.
+template <typename Text> void stableSortCanonical(std::vector<Text>& items) {
+    constexpr std::size_t shortList = 16;
+    if (items.size() > shortList) {
+        std::stable_sort(items.begin(), items.end(), CanonicalLess());
+        return;
+    }
+    for (std::size_t i = 1; i < items.size(); ++i) {
+        for (std::size_t j = i; j > 0 && compareCanonical(items[j], items[j - 1]) < 0; --j) {
+            std::swap(items[j], items[j - 1]);
+        }
+    }
+}
+
+// Sorts, then drops the later of canonically equal neighbours.
+template <typename Text> void sortUnique(std::vector<Text>& items) {
+    stableSortCanonical(items);
+    items.erase(std::unique(items.begin(), items.end(),
+                            [](std::string_view a, std::string_view b) { return canonicallyEqual(a, b); }),
+                items.end());
+}
+
 // Removes the later of canonically equal items, keeping the first; then
 // sorts when asked. Stable, so that among equal items the first one stays.
 void removeDuplicatesAndSort(std::vector<std::string_view>& items, bool sort) {
     if (sort) {
-        std::stable_sort(items.begin(), items.end(), CanonicalLess());
-        items.erase(std::unique(items.begin(), items.end(),
-                                [](std::string_view a, std::string_view b) { return canonicallyEqual(a, b); }),
-                    items.end());
+        sortUnique(items);
         return;
     }
     constexpr std::size_t smallList = 16;
@@ -155,6 +177,7 @@ std::optional<std::vector<std::string_view>> splitPropertyViews(std::string_view
     std::vector<std::string_view> items;
     if (text.empty()) return items;
     if (text[0] != '+') return std::nullopt;
+    items.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), '+')));
     char closing = 0; // '"' or '>' inside a protected part, 0 outside
     std::size_t itemBegin = 1;
     for (std::size_t i = 1; i < text.size(); ++i) {
@@ -215,13 +238,6 @@ std::optional<std::string_view> findPropertyName(std::string_view category, std:
 
 bool startsWith(std::string_view text, std::string_view prefix) { return text.substr(0, prefix.size()) == prefix; }
 
-void sortUnique(std::vector<std::string>& list) {
-    std::stable_sort(list.begin(), list.end(), CanonicalLess());
-    list.erase(std::unique(list.begin(), list.end(),
-                           [](const std::string& a, const std::string& b) { return canonicallyEqual(a, b); }),
-               list.end());
-}
-
 template <typename Items>
 ClassifiedProperties classifyProperties(std::string_view category, const Items& properties,
                                         const PropertiesDefinitions* definitions) {
@@ -257,8 +273,8 @@ ClassifiedProperties classifyProperties(std::string_view category, const Items& 
     // followed by dropping the later of equal neighbours.
     sortUnique(classified.lexProperties);
     sortUnique(classified.morphoProperties);
-    std::stable_sort(classified.flxParadigms.begin(), classified.flxParadigms.end(), CanonicalLess());
-    std::stable_sort(classified.drvParadigms.begin(), classified.drvParadigms.end(), CanonicalLess());
+    stableSortCanonical(classified.flxParadigms);
+    stableSortCanonical(classified.drvParadigms);
     return classified;
 }
 
