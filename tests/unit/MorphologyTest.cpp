@@ -1,0 +1,373 @@
+// Tests of the morphological operators and of the editor that applies a
+// command to a word form and records the command that undoes it.
+
+#include "Morphology.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <random>
+
+namespace lexpand {
+namespace {
+
+using Edit = std::optional<std::pair<std::string, std::string>>;
+
+Edit edit(std::string_view wordForm, std::string_view command) {
+    const std::optional<Morphology::EditResult> result = Morphology::applySuffixCommandToWordForm(wordForm, command);
+    if (!result) return std::nullopt;
+    return std::pair(result->resultingWordForm, result->reverseCommand);
+}
+
+std::string show(const Edit& result) {
+    return result ? "(" + result->first + ", " + result->second + ")" : "(absent)";
+}
+
+TEST(Morphology, ParseOperator) {
+    using Parsed = std::optional<std::pair<std::string, std::int64_t>>;
+    const struct {
+        std::string token;
+        Parsed parsed;
+    } rows[] = {
+        {"s", Parsed({"s", 0})},      {"abc", Parsed({"abc", 0})},   {">", Parsed({">", 0})},
+        {"<B>", Parsed({"B", 1})},    {"<B2>", Parsed({"B", 2})},    {"<BW>", Parsed({"B", -1})},
+        {"<L12>", Parsed({"L", 12})}, {"<B02>", Parsed({"B", 2})},   {"<B+3>", Parsed({"B", 3})},
+        {"<B-1>", Parsed({"B", -1})}, {"<B0>", Parsed({"B", 0})},    {"<L-2>", Parsed({"L", -2})},
+        {"<B9223372036854775807>", Parsed({"B", 9223372036854775807})},
+        {"<\xC3\xA9>", Parsed({"\xC3\xA9", 1})},           // a type is one character,
+        {"<e\xCC\x81" "3>", Parsed({"e\xCC\x81", 3})},     // marks included
+        {"<\xCC\x81" "B>", Parsed({"<\xCC\x81" "B>", 0})}, // "<" with a mark is not "<"
+        {"<B", std::nullopt},         {"<", std::nullopt},           {"<>", std::nullopt},
+        {"", std::nullopt},           {"<Bx>", std::nullopt},        {"<B 2>", std::nullopt},
+        {"<Bw>", std::nullopt},       {"<B+-1>", std::nullopt},      {"<B->", std::nullopt},
+        {"<B99999999999999999999>", std::nullopt},                   {"<B>\xCC\x81", std::nullopt},
+    };
+    for (const auto& row : rows) {
+        const std::optional<Morphology::Operator> op = Morphology::parseMorphologicalOperator(row.token);
+        const Parsed parsed = op ? Parsed({op->type, op->parameter}) : std::nullopt;
+        EXPECT_EQ(parsed, row.parsed) << "token: " << row.token;
+    }
+}
+
+TEST(Morphology, AppendCommand) {
+    const struct {
+        std::string op;
+        std::int64_t parameter;
+        std::vector<std::string> appended;
+    } rows[] = {
+        {"B", 1, {"<B>"}}, {"B", 0, {"B"}},  {"B", -1, {"<BW>"}},  {"S", 3, {"<S3>"}},
+        {"E", 1, {}},      {"E", 0, {"E"}}, {"E", -1, {}},         {"L", -7, {"<L-7>"}},
+    };
+    for (const auto& row : rows) {
+        std::vector<std::string> commands = {"x"};
+        Morphology::appendCommand(commands, row.op, row.parameter);
+        commands.erase(commands.begin());
+        EXPECT_EQ(commands, row.appended) << "pair: " << row.op << ", " << row.parameter;
+    }
+}
+
+TEST(Morphology, SimplifySuffixCommand) {
+    using List = std::vector<std::string>;
+    const struct {
+        List tokens;
+        std::optional<List> simplified;
+    } rows[] = {
+        {{"<B>", "<B>", "e", "<L>", "<R>", "s"}, List{"<B2>", "e", "s"}},
+        {{"<E>", "<E>"}, List{"<E>"}},
+        {{"<E>"}, List{"<E>"}},
+        {{"<L1>"}, List{"<L1>"}}, // fewer than two tokens: unchanged
+        {{"<B"}, List{"<B"}},
+        {{"<B>", "B"}, List{"<B>", "B"}}, // plain capitals are characters, not operators
+        {{"E", "<E>", "x"}, List{"E", "x"}},
+        {{"<B>", "<E>", "<B2>"}, List{"<B3>"}}, // "<E>" does not keep operators apart
+        {{"L", "R"}, List{"L", "R"}},
+        {{"<R>", "<L>"}, List{"<E>"}},
+        {{"<R2>", "<L>"}, List{"<R2>", "<L>"}},
+        {{"<RW>", "<LW>"}, List{"<RW>", "<LW>"}},
+        {{"x", "<R>", "<L>", "y", "z"}, List{"x", "y", "z"}},
+        {{"<R2>", "<L>", "<R>", "<L2>"}, List{"<R2>", "<L2>"}}, // one pass only
+        {{"<L1>", "<L>", "<R2>"}, List{"<E>"}},
+        {{"<B>", "<BW>"}, List{"<BW>"}},
+        {{"<BW>", "<B2>"}, List{"<BW>"}},
+        {{"<B", "x"}, std::nullopt},
+        {{"<L9223372036854775807>", "<L>"}, std::nullopt}, // the merged count would overflow
+    };
+    for (const auto& row : rows) {
+        std::string input;
+        for (const std::string& token : row.tokens) input += token + " ";
+        EXPECT_EQ(Morphology::simplifySuffixCommand(row.tokens), row.simplified) << "tokens: " << input;
+    }
+}
+
+// Each row: word form, command, expected (result, reverse command), and
+// whether the reverse command must give the word form back.
+TEST(Morphology, ApplyCommand) {
+    const struct {
+        std::string wordForm;
+        std::string command;
+        Edit expected;
+        bool undoable;
+    } rows[] = {
+        {"table", "<B>s", Edit({"tabls", "<B>e"}), true},
+        {"table", "s", Edit({"tables", "<B>"}), true},
+        {"table", "<E>", Edit({"table", "<E>"}), true},
+        {"stop", "<D>ed", Edit({"stopped", "<B3>"}), true},
+        {"pomme de terre", "<PW>s", Edit({"pommes de terre", "<P2><B>"}), true},
+        {"Paris", "<LW><C>", Edit({"paris", "<L5><C><R5>"}), true},
+        {"abcd", "<L2><S>x", Edit({"abxd", "<L><B>c<L><R2>"}), true},
+        {"table", "", Edit({"table", "<E>"}), true},
+        {"", "", Edit({"", "<E>"}), true},
+        {"", "<NW>", Edit({"", "<E>"}), true},
+        {"tabl", "<B0>", Edit({"tablB", "<B>"}), true},
+        {"ab-c", "<L2><C>", Edit({"ab-c", "<P><C><R2>"}), true},
+        {"cafe\xCC\x81", "<B>", Edit({"caf", "e\xCC\x81"}), true},
+        {"cafe\xCC\x81", "<L><C>", Edit({"cafE\xCC\x81", "<L><C><R>"}), true},
+        {"\xD1\x81\xD1\x82\xD0\xBE\xD0\xBB", "<L2><S2>\xD1\x8B", Edit({"\xD1\x81\xD1\x82\xD1\x8B", "<B>\xD0\xBE\xD0\xBB"}), true},
+        {"\xC7\x86" "a", "<LW><C>", Edit({"\xC7\x85" "a", "<L2><C><R2>"}), true}, // dž takes its title case
+        {"pomme de terre", "<LW><N2>x", Edit({"pomme de xterre", "<L5><B><L9><R14>"}), true},
+        {"pomme de terre", "<L9><N>x", Edit({"pomme de xterre", "<L5><B><L4><R9>"}), true},
+        {"pomme de terre", "<L5><N>s", Edit({"pomme de terres", "<B>"}), true},
+        {"pomme de terre", "<P>s", Edit({"pomme des terre", "<P><B>"}), true},
+        {"pomme de terre", "<P2>x", Edit({"pommex de terre", "<P2><B>"}), true},
+        {"abc", "<L2><NW>x", Edit({"abcx", "<B>"}), true},
+        {"abc", "<L2><RW>x", Edit({"abcx", "<B>"}), true},
+        // Steps that by design cannot be undone.
+        {"abcd", "<L2><BW>", Edit({"", "ab<R2>"}), false},  // "c", "d" are lost
+        {"ab", "<LW><D>", Edit({"ab", "<L2><B><R2>"}), false}, // nothing to duplicate at 0
+        {"a", "<L><LW>", Edit({"a", "<L><R2>"}), false},       // "<LW>" at 0 records "<R>"
+        {"ab", "<RW>", Edit({"ab", "<L>"}), false},            // "<RW>" at the end records "<L>"
+        {"ab", "<N>", Edit({"ab", "<L1>"}), false},            // "<N>" at the end records "<L1>"
+        {"Paris", "<LW><C><C>", Edit({"Paris", "<L5><C2><R5>"}), false}, // two "<C>" merge
+        {"\xC3\x9F", "<L><C>", Edit({"S", "<L><C><R>"}), false},          // ß
+        {"a<", "<B>", Edit({"a", "<"}), false},
+        {"a<", "<B>x", std::nullopt, false}, // a removed "<" cannot be simplified
+        // Failures.
+        {"a", "<B2>", std::nullopt, false},
+        {"ab", "<R>", std::nullopt, false},
+        {"ab", "<S>", std::nullopt, false},
+        {"ab", "<C>", std::nullopt, false},
+        {"ab", "<X>", std::nullopt, false},
+        {"ab", "<E2>", std::nullopt, false},
+        {"ab", "<CW>", std::nullopt, false},
+        {"ab", "<D3>", std::nullopt, false},
+        {"ab", "<L><SW>", std::nullopt, false},
+        {"ab", "<B-2>", std::nullopt, false},
+        {"ab", "<L-2>", std::nullopt, false},
+        {"ab", "<N-2>", std::nullopt, false},
+        {"ab", "<P-3>", std::nullopt, false},
+        {"a b", "<P>", std::nullopt, false},
+        {"ab", "<P>", std::nullopt, false},
+        {"", "<P>", std::nullopt, false},
+        {"", "<PW>", std::nullopt, false},
+        {"12", "<PW>", std::nullopt, false},
+        {"", "<N>", std::nullopt, false},
+        {"table", "<B", std::nullopt, false},
+        {"table", "<>", std::nullopt, false},
+        {"table", "\\a", std::nullopt, false},
+        {"table", "<B99999999999999999999>", std::nullopt, false},
+        {"table", "<B9223372036854775807>", std::nullopt, false},
+        {"table", "<R9223372036854775807>", std::nullopt, false},
+        {"table", "<N9223372036854775807>", Edit({"table", "<L1>"}), false},
+        {"ab\xFF", "s", std::nullopt, false},
+        {"ab", "s\xFF", std::nullopt, false},
+    };
+    for (const auto& row : rows) {
+        const Edit result = edit(row.wordForm, row.command);
+        EXPECT_EQ(result, row.expected) << "word form: " << row.wordForm << ", command: " << row.command
+                                        << "\n got: " << show(result);
+        if (row.undoable && result) {
+            const Edit back = edit(result->first, result->second);
+            EXPECT_EQ(back ? back->first : "(absent)", row.wordForm) << "undoing: " << show(result);
+        }
+    }
+}
+
+// A character of the random word forms, with what the editor may do to it.
+struct Character {
+    std::string text;
+    bool letter;
+    bool deletable;   // its reverse token types it back: not white space
+    std::string cased; // after "<C>"; its own "<C>" gives `text` back
+};
+
+const std::vector<Character>& alphabet() {
+    static const std::vector<Character> characters = {
+        {"a", true, true, "A"},
+        {"B", true, true, "b"}, // capitals that are also operator names
+        {"E", true, true, "e"},
+        {"L", true, true, "l"},
+        {"\xC3\xA9", true, true, "\xC3\x89"},           // é
+        {"e\xCC\x81", true, true, "E\xCC\x81"},         // e + combining acute
+        {"\xD0\xB6", true, true, "\xD0\x96"},           // ж
+        {"\xD0\x94", true, true, "\xD0\xB4"},           // Д
+        {"\xC7\x85", true, true, "\xC7\x86"},           // ǅ (title case)
+        {"1", false, true, "1"},
+        {"-", false, true, "-"},
+        {" ", false, false, " "},
+    };
+    return characters;
+}
+
+// Random commands over random word forms, built beside a model of the word
+// form and cursor so that the expected result is known. The generator leaves
+// out the steps that are undoable by design only in part: "<BW>" with
+// characters after the cursor, "<D>" at the start, "<C>" twice in a row (the
+// two merge into "<C2>"), "<LW>" at the start and "<RW>" at the end (they
+// record a move of one), deleting white space (the tokenizer drops it), word
+// moves (the positioning token only finds ends of words), and a final cursor
+// with non-letters after it.
+TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
+    const std::vector<Character>& characters = alphabet();
+    std::mt19937 random(1789);
+    const auto pick = [&](std::size_t bound) { return static_cast<std::size_t>(random() % bound); };
+    std::map<std::string, bool> letters;
+    std::map<std::string, std::string> switched;
+    for (const Character& character : characters) {
+        letters[character.text] = letters[character.cased] = character.letter;
+        switched[character.text] = character.cased;
+        switched[character.cased] = character.text;
+    }
+    int applied = 0;
+    for (int round = 0; round < 20000; ++round) {
+        std::vector<std::size_t> word(pick(7));
+        for (std::size_t& character : word) character = pick(characters.size());
+        std::vector<std::string> model;
+        for (const std::size_t character : word) model.push_back(characters[character].text);
+        const std::vector<std::string> original = model;
+        const auto isLetter = [&](const std::string& text) { return letters.at(text); };
+        const auto deletable = [&](std::size_t from, std::size_t to) {
+            return std::find(model.begin() + static_cast<std::ptrdiff_t>(from),
+                             model.begin() + static_cast<std::ptrdiff_t>(to), " ") == model.begin() + static_cast<std::ptrdiff_t>(to);
+        };
+        const auto erase = [&](std::size_t from, std::size_t to) {
+            model.erase(model.begin() + static_cast<std::ptrdiff_t>(from), model.begin() + static_cast<std::ptrdiff_t>(to));
+        };
+        std::size_t cursor = model.size();
+        std::string command;
+        bool fails = false;
+        bool lastWasCaseSwitch = false;
+        for (std::size_t steps = pick(6); steps > 0 && !fails; --steps) {
+            const std::size_t n = 1 + pick(3);
+            const std::string count = n == 1 ? "" : std::to_string(n);
+            const std::size_t length = model.size();
+            bool caseSwitch = false;
+            switch (pick(12)) {
+            case 0: case 1: {
+                const Character& typed = characters[pick(characters.size() - 1)]; // never the space
+                model.insert(model.begin() + static_cast<std::ptrdiff_t>(cursor++), typed.text);
+                command += typed.text;
+                break;
+            }
+            case 2:
+                if (n > cursor) {
+                    fails = true;
+                } else {
+                    if (!deletable(cursor - n, cursor)) continue;
+                    erase(cursor - n, cursor);
+                    cursor -= n;
+                }
+                command += "<B" + count + ">";
+                break;
+            case 3:
+                if (n > length - cursor) {
+                    fails = true;
+                } else {
+                    if (!deletable(cursor, cursor + n)) continue;
+                    erase(cursor, cursor + n);
+                }
+                command += "<S" + count + ">";
+                break;
+            case 4:
+                if (cursor != length || !deletable(0, length)) continue;
+                model.clear();
+                cursor = 0;
+                command += "<BW>";
+                break;
+            case 5:
+                if (lastWasCaseSwitch) continue;
+                if (cursor == length) fails = true;
+                else model[cursor] = switched.at(model[cursor]);
+                command += "<C>";
+                caseSwitch = true;
+                break;
+            case 6:
+                if (cursor == 0) continue;
+                model.insert(model.begin() + static_cast<std::ptrdiff_t>(cursor), model[cursor - 1]);
+                ++cursor;
+                command += "<D>";
+                break;
+            case 7:
+                if (n > cursor) fails = true;
+                else cursor -= n;
+                command += "<L" + count + ">";
+                break;
+            case 8:
+                if (n > length - cursor) fails = true;
+                else cursor += n;
+                command += "<R" + count + ">";
+                break;
+            case 9:
+                if (cursor == 0) continue;
+                cursor = 0;
+                command += "<LW>";
+                break;
+            case 10:
+                if (cursor == length) continue;
+                cursor = length;
+                command += random() % 2 ? "<RW>" : "<NW>";
+                break;
+            default:
+                command += "<E>";
+                caseSwitch = lastWasCaseSwitch;
+                break;
+            }
+            lastWasCaseSwitch = caseSwitch;
+        }
+        if (!fails && cursor < model.size() &&
+            !std::all_of(model.begin() + static_cast<std::ptrdiff_t>(cursor), model.end(), isLetter))
+            command += "<RW>";
+
+        std::string wordForm;
+        for (const std::string& character : original) wordForm += character;
+        std::string expected;
+        for (const std::string& character : model) expected += character;
+        const Edit result = edit(wordForm, command);
+        if (fails) {
+            EXPECT_FALSE(result) << "word form: " << wordForm << ", command: " << command;
+            continue;
+        }
+        ASSERT_TRUE(result) << "word form: " << wordForm << ", command: " << command;
+        EXPECT_EQ(result->first, expected) << "word form: " << wordForm << ", command: " << command;
+        const Edit back = edit(result->first, result->second);
+        EXPECT_EQ(back ? back->first : "(absent)", wordForm)
+            << "word form: " << wordForm << ", command: " << command << ", reverse: " << result->second;
+        ++applied;
+    }
+    EXPECT_GT(applied, 10000);
+}
+
+// Random byte strings as word forms and commands: a clean result or none.
+TEST(Morphology, RandomInputNeverBreaksTheEditor) {
+    const std::vector<std::string> pieces = {"<", ">", "B", "L", "R", "S", "N", "P", "C", "D", "E", "W", "0", "1",
+                                             "9", "-", "+", "\\", "\"", "/", "$", "(", ":", " ", "a", "\xC3\xA9",
+                                             "\xCC\x81", "\xFF", "\xC3", "\xC3\x9F", "\r\n"};
+    std::mt19937 random(42);
+    const auto text = [&](int maximum) {
+        std::string result;
+        for (int i = static_cast<int>(random() % static_cast<unsigned>(maximum)); i > 0; --i)
+            result += pieces[random() % pieces.size()];
+        return result;
+    };
+    for (int round = 0; round < 20000; ++round) {
+        const std::string wordForm = text(8);
+        const std::string command = text(10);
+        const Edit result = edit(wordForm, command);
+        if (result) {
+            EXPECT_FALSE(result->second.empty()) << "word form: " << wordForm << ", command: " << command;
+        }
+    }
+}
+
+} // namespace
+} // namespace lexpand
