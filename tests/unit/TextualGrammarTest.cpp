@@ -1,0 +1,445 @@
+// Tests of the rule reader, the grammar loop and the expression compiler.
+
+#include "TextualGrammar.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <random>
+
+namespace lexpand {
+namespace {
+
+// ---- Helpers ---------------------------------------------------------------
+
+GFSA labelAutomaton(std::string_view token) { return GFSA::init(Label::init(token, "").value()); }
+
+// Two automata are the same when their dumps and every transition list, in
+// list order, agree.
+::testing::AssertionResult sameAutomaton(const GFSA& expected, const GFSA& actual) {
+    if (expected.description() != actual.description())
+        return ::testing::AssertionFailure() << "expected\n" << expected.description() << "got\n" << actual.description();
+    for (std::size_t s = 0; s < expected.states.size(); ++s) {
+        if (expected.states[s].outGoingTransitions != actual.states[s].outGoingTransitions)
+            return ::testing::AssertionFailure() << "transition order differs at state " << s;
+    }
+    for (std::size_t i = 0; expected.alphabet && i < expected.alphabet->array.size(); ++i) {
+        const Label& a = expected.alphabet->array[i];
+        const Label& b = actual.alphabet->array[i];
+        if (a.input != b.input || a.output != b.output)
+            return ::testing::AssertionFailure() << "label text differs at index " << i;
+    }
+    return ::testing::AssertionSuccess();
+}
+
+std::string show(const TokenList& tokens) {
+    std::string text;
+    for (const std::string& token : tokens) text += "[" + token + "]";
+    return text;
+}
+
+// ---- Reference compiler ------------------------------------------------------
+// The recursive descent written plainly, building every construct with the
+// construction operations; the compiler under test must give the same
+// automata and indices.
+
+struct Reference {
+    const TokenList& tokens;
+
+    static bool is(const std::string& token, std::string_view text) { return token == text; }
+
+    std::optional<ParseResult> expression(std::size_t i) const {
+        if (tokens.empty()) return std::nullopt;
+        auto t = term(i);
+        if (!t) return std::nullopt;
+        const std::size_t n = t->nextTokenIndex;
+        if (n >= tokens.size()) return t;
+        if (is(tokens[n], "|") || is(tokens[n], "&")) {
+            auto e = expression(n + 1);
+            if (!e) return std::nullopt;
+            GFSA g = is(tokens[n], "|") ? GFSA::disjunction(t->gfsa, e->gfsa) : GFSA::collocation(t->gfsa, e->gfsa);
+            return ParseResult{std::move(g), e->nextTokenIndex};
+        }
+        return t;
+    }
+
+    std::optional<ParseResult> term(std::size_t i) const {
+        auto f = factor(i);
+        if (!f) return std::nullopt;
+        const std::size_t n = f->nextTokenIndex;
+        if (n >= tokens.size() || is(tokens[n], "|") || is(tokens[n], "&") || is(tokens[n], ")")) return f;
+        auto t = term(n);
+        if (!t) return f;
+        return ParseResult{GFSA::concatenation(f->gfsa, t->gfsa), t->nextTokenIndex};
+    }
+
+    std::optional<ParseResult> factor(std::size_t i) const {
+        if (i >= tokens.size()) return std::nullopt;
+        GFSA g;
+        std::size_t k = 0;
+        if (is(tokens[i], "(")) {
+            auto e = expression(i + 1);
+            if (!e) return std::nullopt;
+            g = std::move(e->gfsa);
+            k = e->nextTokenIndex + 1;
+        } else {
+            const auto label = Label::init(tokens[i], "");
+            if (!label) return std::nullopt;
+            g = GFSA::init(*label);
+            k = i + 1;
+        }
+        if (k >= tokens.size()) return ParseResult{std::move(g), k};
+        if (tokens[k].front() == '/') return ParseResult{GFSA::outputOperation(g, tokens[k].substr(1)), k + 1};
+        if (is(tokens[k], "*")) return ParseResult{GFSA::kleeneOperation(g), k + 1};
+        return ParseResult{std::move(g), k};
+    }
+};
+
+// ---- Rule reader -------------------------------------------------------------
+
+struct RuleRow {
+    std::vector<std::string> lines;
+    std::size_t iLine;
+    std::optional<GrammarRule> expected;
+};
+
+TEST(GetOneRule, ReadsAndRejects) {
+    const std::vector<RuleRow> rows = {
+        {{"A=x;"}, 0, GrammarRule{"A", "x", 1}},
+        {{"A = x ; y"}, 0, std::nullopt},
+        {{"A = x ; #y"}, 0, GrammarRule{"A", "x", 1}},
+        {{"A = x ;#"}, 0, GrammarRule{"A", "x", 1}},
+        {{"My Rule = x ;"}, 0, std::nullopt},
+        {{"My\tRule = x ;"}, 0, GrammarRule{"My\tRule", "x", 1}},
+        {{"\xC2\xA0 N1\t= a ;\xE2\x80\x83"}, 0, GrammarRule{"N1", "a", 1}}, // blanks of category Zs
+        {{"A = \"a;b\" ;"}, 0, std::nullopt},
+        {{"A = x = y ;"}, 0, GrammarRule{"A", "x = y", 1}},
+        {{"A = # not a comment ;"}, 0, GrammarRule{"A", "# not a comment", 1}},
+        {{":N2 = x ;"}, 0, GrammarRule{":N2", "x", 1}},
+        {{"A x ;"}, 0, std::nullopt},
+        {{"A = a", "# b ;", "b", "  c ; # end", "D = d ;"}, 0, GrammarRule{"A", "a b c", 4}},
+        {{"A = a", "   ", "b ;"}, 0, GrammarRule{"A", "a  b", 3}},
+        {{"A = a ;", "B = b ;"}, 0, GrammarRule{"A", "a", 1}},
+        {{"A = a ;", "B = b ;"}, 1, GrammarRule{"B", "b", 2}},
+        {{"# one", "  # two", "A = a ;"}, 0, GrammarRule{"A", "a", 3}},
+        {{"A = a", "b"}, 0, std::nullopt},     // the ";" never comes
+        {{"A = a", "# b ;"}, 0, std::nullopt}, // a ";" in a comment does not end the rule
+        {{"A = a ;"}, 1, std::nullopt},
+    };
+    for (const RuleRow& row : rows) {
+        const std::vector<std::string_view> lines(row.lines.begin(), row.lines.end());
+        const std::optional<GrammarRule> rule = getOneRule(lines, row.iLine);
+        std::string input;
+        for (const std::string& line : row.lines) input += line + "⏎";
+        ASSERT_EQ(rule.has_value(), row.expected.has_value()) << "lines: " << input << " from " << row.iLine;
+        if (!rule) continue;
+        EXPECT_EQ(rule->ruleName, row.expected->ruleName) << "lines: " << input;
+        EXPECT_EQ(rule->ruleBody, row.expected->ruleBody) << "lines: " << input;
+        EXPECT_EQ(rule->nextLineIndex, row.expected->nextLineIndex) << "lines: " << input;
+    }
+}
+
+TEST(GetOneRule, ReadsTheExampleGrammarRuleByRule) {
+    const std::vector<std::string_view> lines = {
+        "# Nouns",         "N1 = <E>/s | s/p ;", "N2 = :N1 | es/p ;   # plural in -es", "Verb = <B>ing/G",
+        "     # present participle above, past below", "     | <B>ed/P ;"};
+    const std::vector<GrammarRule> expected = {
+        {"N1", "<E>/s | s/p", 2}, {"N2", ":N1 | es/p", 3}, {"Verb", "<B>ing/G | <B>ed/P", 6}};
+    std::size_t i = 0;
+    for (const GrammarRule& rule : expected) {
+        const auto read = getOneRule(lines, i);
+        ASSERT_TRUE(read.has_value()) << "rule " << rule.ruleName;
+        EXPECT_EQ(read->ruleName, rule.ruleName);
+        EXPECT_EQ(read->ruleBody, rule.ruleBody);
+        EXPECT_EQ(read->nextLineIndex, rule.nextLineIndex);
+        i = read->nextLineIndex;
+    }
+}
+
+// ---- Grammar texts -------------------------------------------------------------
+
+std::vector<std::string> graphNames(const MGFSA& grammar) {
+    std::vector<std::string> names;
+    for (const auto& [name, graph] : grammar.graphs) names.push_back(name);
+    return names;
+}
+
+TEST(TextualGrammarToMgfsa, RulesBecomeGraphs) {
+    struct Row {
+        std::string text;
+        std::optional<std::vector<std::string>> names;
+    };
+    const std::vector<Row> rows = {
+        {"", std::vector<std::string>{}},
+        {"# only a comment\n\n   \n\t# another\n", std::vector<std::string>{}},
+        {"# Nouns\nN1 = <E>/s | s/p ;\n\nN2 = :N1 | es/p ;   # plural in -es\nVerb = <B>ing/G\n"
+         "     # present participle above, past below\n     | <B>ed/P ;\n",
+         std::vector<std::string>{"N1", "N2", "Verb"}},
+        {"B = b ;\r\nA = a ;\r\n", std::vector<std::string>{"A", "B"}},
+        {"A = a ;\nB = b", std::nullopt},     // unterminated last rule
+        {"A = a ;\nB b ;", std::nullopt},     // no "="
+        {"A = a ;\nB = \"b ;", std::nullopt}, // a rejected label
+        {"A = ;", std::nullopt},              // an empty body
+        {"A = \\a ;", std::nullopt},          // the tokenizer fails
+    };
+    for (const Row& row : rows) {
+        const auto grammar = textualGrammarToMgfsa(row.text, LinguisticLevel::orthographic);
+        ASSERT_EQ(grammar.has_value(), row.names.has_value()) << "text: " << row.text;
+        if (!grammar) continue;
+        EXPECT_EQ(graphNames(*grammar), *row.names) << "text: " << row.text;
+        EXPECT_EQ(grammar->linguisticLevel, LinguisticLevel::orthographic);
+        for (const auto& [name, graph] : grammar->graphs) EXPECT_FALSE(graph.alphabet.has_value()) << name;
+    }
+}
+
+TEST(TextualGrammarToMgfsa, CarriageReturnsReadLikeLineFeeds) {
+    const std::string lf = "N1 = <E>/s\n | s/p ;\nN2 = :N1 | es/p ;\n";
+    const std::string crlf = "N1 = <E>/s\r\n | s/p ;\r\nN2 = :N1 | es/p ;\r\n";
+    const auto a = textualGrammarToMgfsa(lf, LinguisticLevel::orthographic);
+    const auto b = textualGrammarToMgfsa(crlf, LinguisticLevel::orthographic);
+    ASSERT_TRUE(a && b);
+    EXPECT_EQ(a->alphabet.description(), b->alphabet.description());
+    for (const auto& [name, graph] : a->graphs) EXPECT_EQ(graph.description(), b->graphs.at(name).description());
+}
+
+TEST(TextualGrammarToMgfsa, ALaterRuleReplacesAnEarlierOne) {
+    const auto grammar = textualGrammarToMgfsa("A = a ;\nA = b c ;\n", LinguisticLevel::orthographic);
+    ASSERT_TRUE(grammar);
+    ASSERT_EQ(grammar->graphs.size(), 1U);
+    const auto paths = grammar->explore("A", LinguisticLevel::orthographic, 1);
+    ASSERT_TRUE(paths);
+    EXPECT_EQ(paths->input, std::vector<std::string>{"bc"});
+    // The label of the replaced rule stays in the shared alphabet.
+    EXPECT_EQ(grammar->alphabet.description(), "[<E> a b c ]");
+}
+
+TEST(TextualGrammarToMgfsa, LevelDictionaryCompilesNothing) {
+    EXPECT_FALSE(textualGrammarToMgfsa("A = a ;", LinguisticLevel::dictionary));
+    EXPECT_TRUE(textualGrammarToMgfsa("# nothing", LinguisticLevel::dictionary));
+}
+
+TEST(LoadGrammar, ReadsTheFileOrNothing) {
+    const std::string path = ::testing::TempDir() + "lexpand_textual_grammar_test.pdg";
+    {
+        std::ofstream file(path, std::ios::binary);
+        file << "\xEF\xBB\xBF" << "A = a ;\n";
+    }
+    EXPECT_EQ(loadGrammar(path), std::optional<std::string>("A = a ;\n"));
+    {
+        std::ofstream file(path, std::ios::binary);
+        file << "A = \xFF ;\n";
+    }
+    EXPECT_FALSE(loadGrammar(path));
+    std::remove(path.c_str());
+    EXPECT_FALSE(loadGrammar(path));
+}
+
+// ---- Expressions -----------------------------------------------------------------
+
+struct CompileRow {
+    std::string expression;
+    LinguisticLevel level;
+    std::function<GFSA()> expected; // empty: the expression does not compile
+};
+
+GFSA a() { return labelAutomaton("a"); }
+GFSA b() { return labelAutomaton("b"); }
+GFSA c() { return labelAutomaton("c"); }
+
+TEST(Expression2Gfsa, CompilesLikeTheConstructionOperations) {
+    using G = GFSA;
+    const auto orth = LinguisticLevel::orthographic;
+    const auto syntax = LinguisticLevel::syntax;
+    const std::vector<CompileRow> rows = {
+        {"a", orth, [] { return a(); }},
+        {"a b c", orth, [] { return G::concatenation(a(), G::concatenation(b(), c())); }},
+        {"abc", orth, [] { return G::concatenation(a(), G::concatenation(b(), c())); }},
+        {"abc", syntax, [] { return labelAutomaton("abc"); }},
+        {"a | b c", orth, [] { return G::disjunction(a(), G::concatenation(b(), c())); }},
+        {"(a | b) c", orth, [] { return G::concatenation(G::disjunction(a(), b()), c()); }},
+        {"a | b | c", orth, [] { return G::disjunction(a(), G::disjunction(b(), c())); }},
+        {"a | b & c", orth, [] { return G::disjunction(a(), G::collocation(b(), c())); }},
+        {"a & b | c", orth, [] { return G::collocation(a(), G::disjunction(b(), c())); }},
+        {"a & b", orth, [] { return G::collocation(a(), b()); }},
+        {"a b & c", orth, [] { return G::collocation(G::concatenation(a(), b()), c()); }},
+        {"a*", orth, [] { return G::kleeneOperation(a()); }},
+        {"a* /x", orth, [] { return G::concatenation(G::kleeneOperation(a()), labelAutomaton("/x")); }},
+        {"(a*)/x", orth, [] { return G::outputOperation(G::kleeneOperation(a()), "x"); }},
+        {"a/x*", orth, [] { return G::outputOperation(a(), "x*"); }},
+        {"a/x *", orth, [] { return G::concatenation(G::outputOperation(a(), "x"), labelAutomaton("*")); }},
+        {"a/", orth, [] { return G::outputOperation(a(), ""); }},
+        {"(a b", orth, [] { return G::concatenation(a(), b()); }},
+        {"a ) b", orth, [] { return G::concatenation(a(), b()); }},
+        {"a \"b", orth, [] { return a(); }},
+        {"\"b a", orth, nullptr},
+        {" \t ", orth, nullptr},
+        {"a b", LinguisticLevel::dictionary, nullptr},
+        {"\\a", syntax, nullptr},
+        {"a | \"b", orth, nullptr},
+        {"(a | b", orth, [] { return G::disjunction(a(), b()); }},
+        {"<E>/s | s/p", orth,
+         [] {
+             return G::disjunction(G::outputOperation(labelAutomaton("<E>"), "s"),
+                                   G::outputOperation(labelAutomaton("s"), "p"));
+         }},
+        {":N1 | es/p", orth,
+         [] {
+             return G::disjunction(labelAutomaton(":N1"),
+                                   G::concatenation(labelAutomaton("e"),
+                                                    G::outputOperation(labelAutomaton("s"), "p")));
+         }},
+        {"<B>ing/G", orth,
+         [] {
+             return G::concatenation(
+                 labelAutomaton("<B>"),
+                 G::concatenation(labelAutomaton("i"),
+                                  G::concatenation(labelAutomaton("n"), G::outputOperation(labelAutomaton("g"), "G"))));
+         }},
+        {":Gender(m|f) Tense=pres", LinguisticLevel::propertyDefinition,
+         [] {
+             return G::concatenation(
+                 labelAutomaton(":Gender"),
+                 G::concatenation(G::disjunction(labelAutomaton("m"), labelAutomaton("f")), labelAutomaton("Tense=pres")));
+         }},
+        {"(a/x)/y", orth, [] { return G::outputOperation(G::outputOperation(a(), "x"), "y"); }},
+        {"b (a/x)/x", orth,
+         [] { return G::concatenation(b(), G::outputOperation(G::outputOperation(a(), "x"), "x")); }},
+    };
+    for (const CompileRow& row : rows) {
+        const std::optional<GFSA> gfsa = expression2Gfsa(row.expression, row.level);
+        ASSERT_EQ(gfsa.has_value(), static_cast<bool>(row.expected)) << "expression: " << row.expression;
+        if (gfsa) {
+            EXPECT_TRUE(sameAutomaton(row.expected(), *gfsa)) << "expression: " << row.expression;
+        }
+    }
+}
+
+// Of canonically equivalent labels the alphabet keeps the text the operations
+// keep: an output's own label yields to an equal label inside its operand.
+TEST(Expression2Gfsa, KeepsTheTextsOfEquivalentLabelsLikeTheOperations) {
+    const std::string composed = "\xC3\xA9";    // é
+    const std::string decomposed = "e\xCC\x81"; // e + combining acute
+    const std::string expression = "(a/" + composed + ")/" + decomposed + " b/" + decomposed + " x/" + composed;
+    const auto gfsa = expression2Gfsa(expression, LinguisticLevel::orthographic);
+    ASSERT_TRUE(gfsa);
+    const GFSA expected = GFSA::concatenation(
+        GFSA::outputOperation(GFSA::outputOperation(a(), composed), decomposed),
+        GFSA::concatenation(GFSA::outputOperation(b(), decomposed), GFSA::outputOperation(labelAutomaton("x"), composed)));
+    EXPECT_TRUE(sameAutomaton(expected, *gfsa));
+}
+
+TEST(ParseFunctions, AnswerTheAutomatonAndTheNextIndex) {
+    struct Row {
+        TokenList tokens;
+        std::size_t index;
+        std::optional<ParseResult> (*parse)(const TokenList&, std::size_t, LinguisticLevel);
+        std::optional<std::size_t> next;
+    };
+    const std::vector<Row> rows = {
+        {{"(", "a", ")", "*"}, 0, ParseFactor, 4},
+        {{"(", "a", ")", "/x", "b"}, 0, ParseFactor, 4},
+        {{"(", "a"}, 0, ParseFactor, 3}, // the missing ")" is skipped all the same
+        {{"a", "b", ")", "c"}, 0, ParseTerm, 2},
+        {{"a", "b", "|", "c"}, 0, ParseTerm, 2},
+        {{"a", "b", "|", "c"}, 0, expression2GFSA, 4},
+        {{"a", "b", "|", "c"}, 3, expression2GFSA, 4},
+        {{"a", "b", "c", "d"}, 1, ParseTerm, 4},
+        {{"a", "|"}, 0, expression2GFSA, std::nullopt},
+        {{"a"}, 1, ParseFactor, std::nullopt},
+        {{"a"}, 5, ParseTerm, std::nullopt},
+        {{}, 0, expression2GFSA, std::nullopt},
+        {{"\"x"}, 0, ParseFactor, std::nullopt},
+    };
+    for (const Row& row : rows) {
+        const auto result = row.parse(row.tokens, row.index, LinguisticLevel::orthographic);
+        ASSERT_EQ(result.has_value(), row.next.has_value()) << show(row.tokens) << " at " << row.index;
+        if (result) {
+            EXPECT_EQ(result->nextTokenIndex, *row.next) << show(row.tokens) << " at " << row.index;
+        }
+    }
+}
+
+// Random token lists, balanced or not, with every tolerance of the parse:
+// the compiler gives exactly what the plain construction gives, from every
+// index and for each of the three parse functions.
+TEST(ParseFunctions, AgreeWithThePlainConstructionOnRandomTokenLists) {
+    const std::vector<std::string> pool = {
+        "a", "b", "\xC3\xA9", "e\xCC\x81", "<E>", "/x", "/y", "/", "/\xC3\xA9", "/e\xCC\x81", "*",
+        "(", "(", ")", ")", "|", "|", "&", "\"bad", ":P", "<ANY>"};
+    std::mt19937 random(20240611);
+    for (int round = 0; round < 600; ++round) {
+        TokenList tokens{"("};
+        const int length = 1 + static_cast<int>(random() % 9);
+        int collocations = 0;
+        for (int i = 0; i < length; ++i) {
+            std::string token = pool[random() % pool.size()];
+            if (token == "&" && ++collocations > 2) token = "|";
+            tokens.push_back(token);
+        }
+        tokens.push_back(")");
+        const Reference reference{tokens};
+        for (std::size_t index = 0; index <= tokens.size(); ++index) {
+            const std::pair<decltype(&ParseTerm), std::optional<ParseResult> (Reference::*)(std::size_t) const>
+                functions[] = {{expression2GFSA, &Reference::expression},
+                               {ParseTerm, &Reference::term},
+                               {ParseFactor, &Reference::factor}};
+            for (const auto& [parse, plain] : functions) {
+                const auto expected = (reference.*plain)(index);
+                const auto actual = parse(tokens, index, LinguisticLevel::syntax);
+                ASSERT_EQ(actual.has_value(), expected.has_value()) << show(tokens) << " at " << index;
+                if (!actual) continue;
+                ASSERT_EQ(actual->nextTokenIndex, expected->nextTokenIndex) << show(tokens) << " at " << index;
+                ASSERT_TRUE(sameAutomaton(expected->gfsa, actual->gfsa)) << show(tokens) << " at " << index;
+            }
+        }
+    }
+}
+
+// ---- Sizes beyond the ordinary ---------------------------------------------------
+// Each must compile or fail cleanly; only the absence of a crash is checked,
+// except where the outcome is fixed.
+
+TEST(Expression2Gfsa, AWordOf200000LettersDoesNotCrash) {
+    const std::string word(200000, 'a');
+    const auto gfsa = expression2Gfsa(word, LinguisticLevel::orthographic);
+    if (gfsa) {
+        EXPECT_TRUE(gfsa->states[1].isTerminal);
+    }
+}
+
+TEST(Expression2Gfsa, TwentyThousandAlternativesDoNotCrash) {
+    std::string expression = "a";
+    for (int i = 1; i < 20000; ++i) expression += " | a" + std::to_string(i % 10);
+    const auto gfsa = expression2Gfsa(expression, LinguisticLevel::orthographic);
+    if (gfsa) {
+        EXPECT_TRUE(gfsa->states[1].isTerminal);
+    }
+}
+
+TEST(Expression2Gfsa, TenThousandNestedParenthesesDoNotCrash) {
+    const std::string expression = std::string(10000, '(') + "a" + std::string(10000, ')');
+    const auto gfsa = expression2Gfsa(expression, LinguisticLevel::orthographic);
+    if (gfsa) {
+        EXPECT_TRUE(sameAutomaton(a(), *gfsa));
+    }
+}
+
+// A failing token deep inside nested groups makes every enclosing group fail
+// and the parse resume inside it, at every level.
+TEST(Expression2Gfsa, TenThousandNestedGroupsAroundAFailureDoNotCrash) {
+    const std::string expression = std::string(10000, '(') + "\"bad";
+    EXPECT_FALSE(expression2Gfsa(expression, LinguisticLevel::orthographic));
+    const std::string tolerated = "x " + std::string(10000, '(') + "a b | \"bad";
+    (void)expression2Gfsa(tolerated, LinguisticLevel::orthographic);
+}
+
+TEST(Expression2Gfsa, ACollocationChainThatWouldDoubleFortyTimesFails) {
+    std::string expression = "a";
+    for (int i = 0; i < 40; ++i) expression += " & a";
+    EXPECT_FALSE(expression2Gfsa(expression, LinguisticLevel::orthographic));
+}
+
+} // namespace
+} // namespace lexpand
