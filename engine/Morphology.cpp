@@ -140,11 +140,18 @@ constexpr std::string_view kLowerAscii = "abcdefghijklmnopqrstuvwxyz";
 // reverse list is kept last token first, so that each step only appends.
 class WordFormEditor {
 public:
-    WordFormEditor(std::string_view wordForm, std::size_t caseSwitches)
-        : characters_(graphemeClusterViews(wordForm)), cursor_(characters_.size()) {
+    WordFormEditor(std::string_view wordForm, std::size_t commandSize, std::size_t caseSwitches) {
+        if (isAscii(wordForm) && wordForm.find('\r') == std::string_view::npos) {
+            // One character per byte; room for what the command may type.
+            characters_.reserve(wordForm.size() + commandSize);
+            for (std::size_t i = 0; i < wordForm.size(); ++i) characters_.push_back(wordForm.substr(i, 1));
+        } else {
+            characters_ = graphemeClusterViews(wordForm);
+        }
+        cursor_ = characters_.size();
         // Never grows past this: the views into it stay valid.
         switched_.reserve(caseSwitches);
-        undo_.reserve(characters_.size() + 8);
+        undo_.reserve(characters_.size() + commandSize + 1);
     }
 
     bool apply(const Morphology::Operator& op) {
@@ -372,7 +379,7 @@ private:
     }
 
     std::vector<std::string_view> characters_;
-    std::size_t cursor_;
+    std::size_t cursor_ = 0;
     std::vector<Step> undo_;
     std::vector<std::string> switched_;
 };
@@ -451,7 +458,7 @@ std::optional<Morphology::EditResult> Morphology::applyParsedCommand(std::string
     if (!isValidUtf8(wordForm)) return std::nullopt;
     const auto caseSwitches = static_cast<std::size_t>(std::count_if(
         command.begin(), command.end(), [](const Operator& op) { return op.parameter != 0 && op.type == "C"; }));
-    WordFormEditor editor(wordForm, caseSwitches);
+    WordFormEditor editor(wordForm, command.size(), caseSwitches);
     for (const Operator& op : command)
         if (!editor.apply(op)) return std::nullopt;
     return editor.finish();

@@ -183,31 +183,20 @@ TEST(Morphology, ApplyCommand) {
     }
 }
 
-// A character of the random word forms, with what the editor may do to it.
-struct Character {
+// The characters of the random word forms: (character, after "<C>", letter).
+// Each case switch gives the character back when applied again.
+const struct {
     std::string text;
+    std::string cased;
     bool letter;
-    bool deletable;   // its reverse token types it back: not white space
-    std::string cased; // after "<C>"; its own "<C>" gives `text` back
+} kCharacters[] = {
+    {"a", "A", true}, {"B", "b", true}, {"E", "e", true}, {"L", "l", true}, // capitals named like operators
+    {"\xC3\xA9", "\xC3\x89", true},                                        // é
+    {"e\xCC\x81", "E\xCC\x81", true},                                      // e + combining acute
+    {"\xD0\xB6", "\xD0\x96", true}, {"\xD0\x94", "\xD0\xB4", true},          // ж, Д
+    {"\xC7\x85", "\xC7\x86", true},                                        // ǅ (title case)
+    {"1", "1", false}, {"-", "-", false}, {" ", " ", false},                // the space stays last
 };
-
-const std::vector<Character>& alphabet() {
-    static const std::vector<Character> characters = {
-        {"a", true, true, "A"},
-        {"B", true, true, "b"}, // capitals that are also operator names
-        {"E", true, true, "e"},
-        {"L", true, true, "l"},
-        {"\xC3\xA9", true, true, "\xC3\x89"},           // é
-        {"e\xCC\x81", true, true, "E\xCC\x81"},         // e + combining acute
-        {"\xD0\xB6", true, true, "\xD0\x96"},           // ж
-        {"\xD0\x94", true, true, "\xD0\xB4"},           // Д
-        {"\xC7\x85", true, true, "\xC7\x86"},           // ǅ (title case)
-        {"1", false, true, "1"},
-        {"-", false, true, "-"},
-        {" ", false, false, " "},
-    };
-    return characters;
-}
 
 // Random commands over random word forms, built beside a model of the word
 // form and cursor so that the expected result is known. The generator leaves
@@ -218,31 +207,24 @@ const std::vector<Character>& alphabet() {
 // moves (the positioning token only finds ends of words), and a final cursor
 // with non-letters after it.
 TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
-    const std::vector<Character>& characters = alphabet();
+    const std::size_t alphabetSize = std::size(kCharacters);
     std::mt19937 random(1789);
     const auto pick = [&](std::size_t bound) { return static_cast<std::size_t>(random() % bound); };
     std::map<std::string, bool> letters;
     std::map<std::string, std::string> switched;
-    for (const Character& character : characters) {
+    for (const auto& character : kCharacters) {
         letters[character.text] = letters[character.cased] = character.letter;
         switched[character.text] = character.cased;
         switched[character.cased] = character.text;
     }
     int applied = 0;
     for (int round = 0; round < 20000; ++round) {
-        std::vector<std::size_t> word(pick(7));
-        for (std::size_t& character : word) character = pick(characters.size());
-        std::vector<std::string> model;
-        for (const std::size_t character : word) model.push_back(characters[character].text);
+        std::vector<std::string> model(pick(7));
+        for (std::string& character : model) character = kCharacters[pick(alphabetSize)].text;
         const std::vector<std::string> original = model;
         const auto isLetter = [&](const std::string& text) { return letters.at(text); };
-        const auto deletable = [&](std::size_t from, std::size_t to) {
-            return std::find(model.begin() + static_cast<std::ptrdiff_t>(from),
-                             model.begin() + static_cast<std::ptrdiff_t>(to), " ") == model.begin() + static_cast<std::ptrdiff_t>(to);
-        };
-        const auto erase = [&](std::size_t from, std::size_t to) {
-            model.erase(model.begin() + static_cast<std::ptrdiff_t>(from), model.begin() + static_cast<std::ptrdiff_t>(to));
-        };
+        const auto at = [&](std::size_t index) { return model.begin() + static_cast<std::ptrdiff_t>(index); };
+        const auto deletable = [&](std::size_t from, std::size_t to) { return std::find(at(from), at(to), " ") == at(to); };
         std::size_t cursor = model.size();
         std::string command;
         bool fails = false;
@@ -254,9 +236,9 @@ TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
             bool caseSwitch = false;
             switch (pick(12)) {
             case 0: case 1: {
-                const Character& typed = characters[pick(characters.size() - 1)]; // never the space
-                model.insert(model.begin() + static_cast<std::ptrdiff_t>(cursor++), typed.text);
-                command += typed.text;
+                const std::string& typed = kCharacters[pick(alphabetSize - 1)].text; // never the space
+                model.insert(at(cursor++), typed);
+                command += typed;
                 break;
             }
             case 2:
@@ -264,7 +246,7 @@ TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
                     fails = true;
                 } else {
                     if (!deletable(cursor - n, cursor)) continue;
-                    erase(cursor - n, cursor);
+                    model.erase(at(cursor - n), at(cursor));
                     cursor -= n;
                 }
                 command += "<B" + count + ">";
@@ -274,7 +256,7 @@ TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
                     fails = true;
                 } else {
                     if (!deletable(cursor, cursor + n)) continue;
-                    erase(cursor, cursor + n);
+                    model.erase(at(cursor), at(cursor + n));
                 }
                 command += "<S" + count + ">";
                 break;
@@ -293,7 +275,7 @@ TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
                 break;
             case 6:
                 if (cursor == 0) continue;
-                model.insert(model.begin() + static_cast<std::ptrdiff_t>(cursor), model[cursor - 1]);
+                model.insert(at(cursor), model[cursor - 1]);
                 ++cursor;
                 command += "<D>";
                 break;
@@ -325,7 +307,7 @@ TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
             lastWasCaseSwitch = caseSwitch;
         }
         if (!fails && cursor < model.size() &&
-            !std::all_of(model.begin() + static_cast<std::ptrdiff_t>(cursor), model.end(), isLetter))
+            !std::all_of(at(cursor), model.end(), isLetter))
             command += "<RW>";
 
         std::string wordForm;
