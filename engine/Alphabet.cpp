@@ -1,5 +1,4 @@
-// Exports Label (classification, text form, equality, order, hash), EPSILON
-// and Alphabet.
+// Exports Label (kinds, classification, text form, equality, order, hash), EPSILON and Alphabet.
 
 #include "Alphabet.h"
 
@@ -110,19 +109,22 @@ struct TextFormPieces {
         return true;
     }
 
+    // The byte at `position` of the concatenation, or -1 past its end.
+    int byteAt(std::size_t position) const {
+        for (std::size_t i = 0; i < count; ++i) {
+            if (position < parts[i].size()) return static_cast<unsigned char>(parts[i][position]);
+            position -= parts[i].size();
+        }
+        return -1;
+    }
+
     // Byte-wise three-way comparison of the concatenations.
     int compare(const TextFormPieces& other) const {
-        std::size_t piece = 0, offset = 0, otherPiece = 0, otherOffset = 0;
-        for (;;) {
-            while (piece < count && offset == parts[piece].size()) ++piece, offset = 0;
-            while (otherPiece < other.count && otherOffset == other.parts[otherPiece].size())
-                ++otherPiece, otherOffset = 0;
-            const bool atEnd = piece == count;
-            const bool otherAtEnd = otherPiece == other.count;
-            if (atEnd || otherAtEnd) return atEnd == otherAtEnd ? 0 : (atEnd ? -1 : 1);
-            const auto byte = static_cast<unsigned char>(parts[piece][offset++]);
-            const auto otherByte = static_cast<unsigned char>(other.parts[otherPiece][otherOffset++]);
+        for (std::size_t position = 0;; ++position) {
+            const int byte = byteAt(position);
+            const int otherByte = other.byteAt(position);
             if (byte != otherByte) return byte < otherByte ? -1 : 1;
+            if (byte < 0) return 0;
         }
     }
 };

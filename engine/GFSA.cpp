@@ -1,5 +1,4 @@
-// Exports GFSA with its states and transitions, the construction operations
-// and the subset determinization.
+// Exports GFSA, its states and transitions, the construction operations and determinization.
 
 #include "GFSA.h"
 
@@ -54,9 +53,11 @@ std::size_t mix(std::size_t seed, std::uint64_t value) {
 
 // ---- Construction helpers ------------------------------------------------------
 
-// States 0 (initial) and 1 (the only terminal state), and a fresh alphabet.
-GFSA skeleton() {
+// States 0 (initial) and 1 (the only terminal state), and a fresh alphabet;
+// room is made for `operandStates` more states.
+GFSA skeleton(std::size_t operandStates = 0) {
     GFSA result;
+    result.states.reserve(2 + operandStates);
     result.states.resize(2);
     result.states[1].isTerminal = true;
     result.alphabet.emplace();
@@ -195,11 +196,10 @@ std::int64_t GFSA::addGFSA(const GFSA& g) {
 
     states.reserve(states.size() + g.states.size());
     for (const State& state : g.states) {
-        State copy;
+        State& copy = states.emplace_back();
         copy.outGoingTransitions.reserve(state.outGoingTransitions.size());
         for (const Transition& transition : state.outGoingTransitions)
             copy.addTransition({mapLabel(transition.labelIndex), transition.destinationStateIndex + offset});
-        states.push_back(std::move(copy));
     }
     return offset;
 }
@@ -259,7 +259,7 @@ GFSA GFSA::init(const Label& label) {
 }
 
 GFSA GFSA::outputOperation(const GFSA& g, std::string_view outputString) {
-    GFSA result = skeleton();
+    GFSA result = skeleton(g.states.size());
     const std::int64_t offset = result.addGFSA(g);
     // An input of "<E>" is always accepted, whatever the output.
     const std::int64_t output = result.alphabet->addLabel(Label::init("<E>", outputString).value_or(EPSILON));
@@ -269,7 +269,7 @@ GFSA GFSA::outputOperation(const GFSA& g, std::string_view outputString) {
 }
 
 GFSA GFSA::kleeneOperation(const GFSA& g) {
-    GFSA result = skeleton();
+    GFSA result = skeleton(g.states.size());
     const std::int64_t offset = result.addGFSA(g);
     addEpsilon(result, 0, offset);
     addEpsilon(result, 0, 1);
@@ -278,7 +278,7 @@ GFSA GFSA::kleeneOperation(const GFSA& g) {
 }
 
 GFSA GFSA::concatenation(const GFSA& gfsa1, const GFSA& gfsa2) {
-    GFSA result = skeleton();
+    GFSA result = skeleton(gfsa1.states.size() + gfsa2.states.size());
     const std::int64_t offset1 = result.addGFSA(gfsa1);
     const std::int64_t offset2 = result.addGFSA(gfsa2);
     addEpsilon(result, 0, offset1);
@@ -290,7 +290,7 @@ GFSA GFSA::concatenation(const GFSA& gfsa1, const GFSA& gfsa2) {
 }
 
 GFSA GFSA::disjunction(const GFSA& gfsa1, const GFSA& gfsa2) {
-    GFSA result = skeleton();
+    GFSA result = skeleton(gfsa1.states.size() + gfsa2.states.size());
     const std::int64_t offset1 = result.addGFSA(gfsa1);
     const std::int64_t offset2 = result.addGFSA(gfsa2);
     addEpsilon(result, 0, offset1);
@@ -301,7 +301,7 @@ GFSA GFSA::disjunction(const GFSA& gfsa1, const GFSA& gfsa2) {
 }
 
 GFSA GFSA::collocation(const GFSA& gfsa1, const GFSA& gfsa2) {
-    GFSA result = skeleton();
+    GFSA result = skeleton(2 * (gfsa1.states.size() + gfsa2.states.size()) + 4);
     const std::int64_t first1 = result.addGFSA(gfsa1);
     const std::int64_t first2 = result.addGFSA(gfsa2);
     const std::int64_t second2 = result.addGFSA(gfsa2);

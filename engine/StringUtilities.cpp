@@ -1,5 +1,4 @@
-// Exports parseParenthesedPattern: the captured texts of every match of an
-// ICU regular expression.
+// Exports parseParenthesedPattern: the captured texts of every match of an ICU regular expression.
 
 #include "StringUtilities.h"
 
