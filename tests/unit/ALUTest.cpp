@@ -105,14 +105,14 @@ TEST(ParseLexeme, AgreesWithRegularExpressionOnRandomLines) {
     std::uniform_int_distribution<std::size_t> pieceCount(0, 12);
     std::uniform_int_distribution<std::size_t> pieceIndex(0, pieces.size() - 1);
     std::size_t entries = 0;
-    for (int i = 0; i < 60000; ++i) {
+    for (int i = 0; i < 20000; ++i) {
         std::string line;
         for (std::size_t n = pieceCount(random); n > 0; --n) line += pieces[pieceIndex(random)];
         const auto expected = parseLexemeByRegex(line);
         ASSERT_EQ(dump(parseLexeme(line)), dump(expected)) << "line: " << line;
         entries += expected.has_value();
     }
-    EXPECT_GT(entries, 5000u); // the lines exercise both outcomes
+    EXPECT_GT(entries, 2000u); // the lines exercise both outcomes
 }
 
 TEST(SplitProperties, Items) {
@@ -341,7 +341,8 @@ TEST(PropertiesDefinitions, FromText) {
         {"N_Gloss = big cat ;", "N_Gloss:[big cat] X: M:"},
         {"N_A = :N_Missing ;", "absent"}, // refers to an undefined rule
         {"N_A = x", "absent"},             // no ";"
-        {"N_A = ( x ;", "absent"},
+        {"N_A = ;", "absent"},             // an empty expression
+        {"N_A = x ;\nN_B = \"y ;", "absent"}, // an unterminated quoted token
     };
     for (const auto& row : rows) {
         EXPECT_EQ(dump(PropertiesDefinitions::init(row.text)), row.expected) << "text: " << row.text;
