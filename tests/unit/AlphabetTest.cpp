@@ -104,15 +104,6 @@ TEST(Label, Classification) {
         EXPECT_EQ(kindName(classify(row.input)), kindName(row.expected)) << "input \"" << row.input << "\"";
 }
 
-TEST(Label, KeepsFieldsAsGiven) {
-    const auto label = Label::init("e\u0301", "x y");
-    ASSERT_TRUE(label.has_value());
-    EXPECT_EQ(label->input, "e\u0301");
-    EXPECT_EQ(label->output, "x y");
-    // The output never changes the kind, nor makes a label rejected.
-    EXPECT_EQ(kindName(Label::init("<E>", "\\")->inputType), "epsilon");
-}
-
 TEST(Label, Epsilon) {
     EXPECT_EQ(EPSILON.input, "<E>");
     EXPECT_EQ(EPSILON.output, "");
