@@ -1,5 +1,4 @@
-// Lexical entries: parseLexeme, splitProperties, splitLexicalInformation,
-// normalize, parseProperties, ALU and PropertiesDefinitions.
+// Exports parseLexeme, splitProperties, splitLexicalInformation, normalize, parseProperties, ALU, PropertiesDefinitions.
 
 #include "ALU.h"
 

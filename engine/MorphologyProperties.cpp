@@ -1,5 +1,4 @@
-// Morphology::addCategoryAndAllProperties: a form's category and properties
-// joined into one text, with contradictory exclusive properties detected.
+// Exports Morphology::addCategoryAndAllProperties: one form's category and properties as one text.
 
 #include "Morphology.h"
 
