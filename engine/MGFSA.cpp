@@ -32,24 +32,9 @@ auto findGraph(Table& graphs, std::string_view name) -> decltype(graphs.begin())
 
 // ---- Exploration ----------------------------------------------------------------
 
-// A (graph, stack) configuration. The stack is split into its last entry (the
-// state) and an interned id of the entries before it (the call context).
-struct Configuration {
-    const GFSA* graph;
-    std::int64_t context;
-    std::int64_t state;
-    bool operator==(const Configuration& other) const = default;
-};
-
-struct ConfigurationHash {
-    std::size_t operator()(const Configuration& c) const {
-        std::uint64_t h = reinterpret_cast<std::uintptr_t>(c.graph);
-        h = (h ^ static_cast<std::uint64_t>(c.context)) * 0x9E3779B97F4A7C15ULL;
-        h = (h ^ static_cast<std::uint64_t>(c.state)) * 0xBF58476D1CE4E5B9ULL;
-        return static_cast<std::size_t>(h ^ (h >> 31));
-    }
-};
-
+// A path item's stack is split into its last entry (the state) and an
+// interned id of the entries before it (the call context, 0 for none), so
+// that equal stacks have equal (context, state) pairs.
 struct ContextKey {
     std::int64_t parent;
     std::int64_t state;
@@ -57,30 +42,49 @@ struct ContextKey {
 };
 
 struct ContextKeyHash {
-    std::size_t operator()(const ContextKey& k) const {
-        const std::uint64_t h = (static_cast<std::uint64_t>(k.parent) * 0x9E3779B97F4A7C15ULL) ^
-                                static_cast<std::uint64_t>(k.state);
+    std::size_t operator()(const ContextKey& key) const {
+        const std::uint64_t h = (static_cast<std::uint64_t>(key.parent) * 0x9E3779B97F4A7C15ULL) ^
+                                static_cast<std::uint64_t>(key.state);
         return static_cast<std::size_t>(h ^ (h >> 29));
     }
 };
+
+// A graph entered in one call context. The items of a path with the same
+// graph and the same stack share the frame and the state.
+struct FrameKey {
+    const GFSA* graph;
+    std::int64_t context;
+    bool operator==(const FrameKey& other) const = default;
+};
+
+struct FrameKeyHash {
+    std::size_t operator()(const FrameKey& key) const {
+        const std::uint64_t h = (reinterpret_cast<std::uintptr_t>(key.graph) * 0x9E3779B97F4A7C15ULL) ^
+                                static_cast<std::uint64_t>(key.context);
+        return static_cast<std::size_t>(h ^ (h >> 31));
+    }
+};
+
+// For one frame: per state of its graph, the number of items of the current
+// path in that state.
+using StateCounts = std::vector<std::int64_t>;
 
 constexpr std::size_t noStep = std::numeric_limits<std::size_t>::max();
 
 // One item of the current path, with the cursor over its transitions.
 struct Step {
     const GFSA* graph;
+    StateCounts* counts;            // occurrences in this step's frame
     std::int64_t state;
-    std::int64_t context;       // interned stack without its last entry (0: empty)
-    std::size_t depth;          // number of stack entries
-    std::size_t frameStart;     // the step that entered this graph invocation
-    std::size_t caller = noStep;  // on a frame's first step: the calling step (noStep otherwise)
-    std::int64_t returnState = 0; // on a frame's first step: the caller's state after the return
-    std::size_t inputLength = 0; // length of the input text before this step
-    std::size_t outputCount = 0; // number of outputs before this step
+    std::int64_t context;           // interned stack without its last entry
+    std::size_t depth;              // number of stack entries
+    std::size_t frameStart;         // the step that entered this graph invocation
+    std::size_t caller = noStep;    // on a frame's first step: the calling step (noStep otherwise)
+    std::int64_t returnState = 0;   // on a frame's first step: the caller's state after the return
+    std::size_t inputLength = 0;    // length of the input text before this step
+    std::size_t outputCount = 0;    // number of outputs before this step
     std::size_t nextTransition = 0; // next outgoing transition to follow
     bool entered = false;           // the terminal test of this step is done
-
-    Configuration configuration() const { return {graph, context, state}; }
 };
 
 // Whether a label input is a call: its first character (grapheme cluster) is ":".
@@ -99,10 +103,27 @@ std::optional<std::string_view> calledName(std::string_view input) {
 
 // ---- Graph table ------------------------------------------------------------------
 
+namespace {
+
+// Stores `gfsa` under the name, replacing the graph of an equivalent name.
+void storeGraph(GraphTable& graphs, const std::string& graphName, GFSA gfsa) {
+    const auto existing = findGraph(graphs, graphName);
+    if (existing != graphs.end()) {
+        if (existing->first == graphName) {
+            existing->second = std::move(gfsa);
+            return;
+        }
+        graphs.erase(existing); // the name written otherwise: the new text is kept
+    }
+    graphs.emplace(graphName, std::move(gfsa));
+}
+
+} // namespace
+
 void MGFSA::addGraph(const std::string& graphName, GFSA gfsa) {
     if (!gfsa.alphabet) {
-        // Without an alphabet of its own, the labels are taken to be shared ones.
-        addGraph(graphName, std::move(gfsa), alphabet);
+        // Without an alphabet of its own, its label indices are taken as shared ones.
+        storeGraph(graphs, graphName, std::move(gfsa));
         return;
     }
     const Alphabet labels = std::move(*gfsa.alphabet);
@@ -120,15 +141,7 @@ void MGFSA::addGraph(const std::string& graphName, GFSA gfsa, const Alphabet& la
         }
     }
     gfsa.alphabet.reset();
-    const auto existing = findGraph(graphs, graphName);
-    if (existing != graphs.end()) {
-        if (existing->first == graphName) {
-            existing->second = std::move(gfsa);
-            return;
-        }
-        graphs.erase(existing); // an equivalent name written otherwise: the new text wins
-    }
-    graphs.emplace(graphName, std::move(gfsa));
+    storeGraph(graphs, graphName, std::move(gfsa));
 }
 
 bool MGFSA::mergeWith(const MGFSA& other) {
@@ -157,10 +170,13 @@ void MGFSA::determinize() {
 // paths in the same order as first collecting all completed paths of the
 // called graph and then continuing each of them in turn, without storing them.
 //
-// The repetition test counts the configurations of the current path in a map
-// kept up to date by every push and pop, and the input text and the outputs
-// of the current path are kept as stacks too, so recording a path costs only
-// the copy of its result.
+// The repetition test needs, for a transition, the number of items of the
+// current path with the current graph and the stack it would lead to. Items
+// share a graph and a stack exactly when they share a frame (graph and call
+// context) and a state, so every frame keeps a count per state, kept up to
+// date by every push and pop; a transition costs one array access, and only
+// a call looks up a map. The input text and the outputs of the current path
+// are kept as stacks too, so recording a path costs only the copy of its result.
 
 std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, LinguisticLevel linguisticLevel,
                                                 int repetitionLimit) const {
@@ -172,7 +188,8 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
         const bool joinWithSpaces;
         const std::int64_t limit;
         std::vector<Step> path;
-        std::unordered_map<Configuration, std::int64_t, ConfigurationHash> occurrences;
+        // Node-based maps: the addresses of their values stay valid.
+        std::unordered_map<FrameKey, StateCounts, FrameKeyHash> frames;
         std::unordered_map<ContextKey, std::int64_t, ContextKeyHash> contexts;
         std::unordered_map<std::int64_t, const GFSA*> callees; // by label index; nullptr: missing
         std::string input;
@@ -180,34 +197,10 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
         std::size_t pathsFound = 0;
         ExplorationResult result;
 
-        // Pushes a step that read the label `labelId` (valid in the alphabet).
-        void push(Step step, std::int64_t labelId) {
-            step.inputLength = input.size();
-            step.outputCount = outputs.size();
-            step.nextTransition = 0;
-            step.entered = false;
-            const Label& label = grammar.alphabet.array[static_cast<std::size_t>(labelId)];
-            if (label.input != "<E>") {
-                if (joinWithSpaces && !input.empty() && input.back() != ' ') input.push_back(' ');
-                input += label.input;
-            }
-            if (!label.output.empty()) outputs.push_back(&label.output);
-            ++occurrences[step.configuration()];
-            path.push_back(step);
-        }
-
-        void pop() {
-            const Step& step = path.back();
-            input.resize(step.inputLength);
-            outputs.resize(step.outputCount);
-            const auto it = occurrences.find(step.configuration());
-            if (--it->second == 0) occurrences.erase(it);
-            path.pop_back();
-        }
-
-        std::int64_t occurrencesOf(const Configuration& configuration) const {
-            const auto it = occurrences.find(configuration);
-            return it == occurrences.end() ? 0 : it->second;
+        StateCounts* countsOf(const GFSA& graph, std::int64_t context) {
+            const auto [it, added] = frames.try_emplace(FrameKey{&graph, context});
+            if (added) it->second.assign(graph.states.size(), 0);
+            return &it->second;
         }
 
         std::int64_t contextOf(std::int64_t parent, std::int64_t state) {
@@ -226,6 +219,28 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
             return it->second;
         }
 
+        // Appends a step that read the label `labelId`.
+        void push(Step step, std::int64_t labelId) {
+            step.inputLength = input.size();
+            step.outputCount = outputs.size();
+            const Label& label = grammar.alphabet.array[static_cast<std::size_t>(labelId)];
+            if (label.input != "<E>") {
+                if (joinWithSpaces && !input.empty() && input.back() != ' ') input.push_back(' ');
+                input += label.input;
+            }
+            if (!label.output.empty()) outputs.push_back(&label.output);
+            ++(*step.counts)[static_cast<std::size_t>(step.state)];
+            path.push_back(step);
+        }
+
+        void pop() {
+            const Step& step = path.back();
+            input.resize(step.inputLength);
+            outputs.resize(step.outputCount);
+            --(*step.counts)[static_cast<std::size_t>(step.state)];
+            path.pop_back();
+        }
+
         void record() {
             result.input.emplace_back(trimWhiteSpaceAndNewlines(input));
             std::vector<std::string>& pathOutputs = result.output.emplace_back();
@@ -233,25 +248,29 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
             for (const std::string* output : outputs) pathOutputs.push_back(*output);
         }
 
-        // False when the exploration is absent.
+        // False when the exploration is absent. A graph without states, or a
+        // transition whose label or destination is not valid, makes it absent too.
         bool run(const GFSA& start) {
-            push(Step{.graph = &start, .state = 0, .context = 0, .depth = 1, .frameStart = 0}, 0);
+            if (start.states.empty()) return false;
+            push(Step{.graph = &start, .counts = countsOf(start, 0), .state = 0, .context = 0, .depth = 1,
+                      .frameStart = 0},
+                 0);
             while (!path.empty()) {
                 const std::size_t index = path.size() - 1;
                 Step& step = path.back();
-                const GFSA& graph = *step.graph;
-                // A state index outside the graph has no transitions and does not accept.
-                const bool valid = step.state >= 0 && static_cast<std::size_t>(step.state) < graph.states.size();
+                const GFSA::State& state = step.graph->states[static_cast<std::size_t>(step.state)];
                 if (!step.entered) {
                     step.entered = true;
-                    if (valid && graph.states[static_cast<std::size_t>(step.state)].isTerminal) {
+                    if (state.isTerminal) {
                         if (++pathsFound > maximalPathCount) return false;
                         const Step& frame = path[step.frameStart];
                         if (frame.caller == noStep) {
                             record();
                         } else {
+                            // A completed path of a called graph: go on after the return.
                             const Step& caller = path[frame.caller];
                             push(Step{.graph = caller.graph,
+                                      .counts = caller.counts,
                                       .state = frame.returnState,
                                       .context = caller.context,
                                       .depth = caller.depth,
@@ -261,15 +280,14 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
                         }
                     }
                 }
-                const std::vector<GFSA::Transition>* transitions =
-                    valid ? &graph.states[static_cast<std::size_t>(step.state)].outGoingTransitions : nullptr;
-                if (!transitions || step.nextTransition == transitions->size()) {
+                if (step.nextTransition == state.outGoingTransitions.size()) {
                     pop();
                     continue;
                 }
-                const GFSA::Transition transition = (*transitions)[step.nextTransition++];
-                const Configuration next{step.graph, step.context, transition.destinationStateIndex};
-                if (occurrencesOf(next) > limit) continue;
+                const GFSA::Transition transition = state.outGoingTransitions[step.nextTransition++];
+                const std::int64_t destination = transition.destinationStateIndex;
+                if (destination < 0 || static_cast<std::size_t>(destination) >= step.counts->size()) return false;
+                if ((*step.counts)[static_cast<std::size_t>(destination)] > limit) continue;
                 if (transition.labelIndex < 0 ||
                     static_cast<std::size_t>(transition.labelIndex) >= grammar.alphabet.array.size())
                     return false;
@@ -277,22 +295,25 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
                 if (const std::optional<std::string_view> name = calledName(label.input)) {
                     if (step.depth + 1 > maximalCallDepth) return false;
                     const GFSA* called = callee(transition.labelIndex, *name);
-                    if (!called) return false;
-                    const Step callStep{.graph = called,
-                                        .state = 0,
-                                        .context = contextOf(step.context, step.state),
-                                        .depth = step.depth + 1,
-                                        .frameStart = path.size(),
-                                        .caller = index,
-                                        .returnState = transition.destinationStateIndex};
-                    push(callStep, 0);
+                    if (!called || called->states.empty()) return false;
+                    const std::int64_t context = contextOf(step.context, step.state);
+                    push(Step{.graph = called,
+                              .counts = countsOf(*called, context),
+                              .state = 0,
+                              .context = context,
+                              .depth = step.depth + 1,
+                              .frameStart = path.size(),
+                              .caller = index,
+                              .returnState = destination},
+                         0);
                 } else {
-                    const Step nextStep{.graph = step.graph,
-                                        .state = transition.destinationStateIndex,
-                                        .context = step.context,
-                                        .depth = step.depth,
-                                        .frameStart = step.frameStart};
-                    push(nextStep, transition.labelIndex);
+                    push(Step{.graph = step.graph,
+                              .counts = step.counts,
+                              .state = destination,
+                              .context = step.context,
+                              .depth = step.depth,
+                              .frameStart = step.frameStart},
+                         transition.labelIndex);
                 }
             }
             return true;
