@@ -89,6 +89,7 @@ class ExpressionParser {
 public:
     explicit ExpressionParser(const TokenList& tokens) : tokens_(tokens) {
         for (auto& entries : memo_) entries.resize(tokens.size() + 1);
+        nodes_.reserve(2 * tokens.size()); // a label and a combining node per token, as a rule
     }
 
     // Parses `construct` at `index`: the root node and the next token index,
