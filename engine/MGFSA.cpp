@@ -191,7 +191,12 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
         // Node-based maps: the addresses of their values stay valid.
         std::unordered_map<FrameKey, StateCounts, FrameKeyHash> frames;
         std::unordered_map<ContextKey, std::int64_t, ContextKeyHash> contexts;
-        std::unordered_map<std::int64_t, const GFSA*> callees; // by label index; nullptr: missing
+        // By label index, for labels whose input begins with ":".
+        struct Call {
+            bool isCall;       // the first character is ":" itself
+            const GFSA* graph; // the called graph; nullptr when missing
+        };
+        std::unordered_map<std::int64_t, Call> calls;
         std::string input;
         std::vector<const std::string*> outputs;
         std::size_t pathsFound = 0;
@@ -209,12 +214,15 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
             return it->second;
         }
 
-        // The graph called by the label, resolved once per exploration.
-        const GFSA* callee(std::int64_t labelId, std::string_view name) {
-            const auto [it, added] = callees.try_emplace(labelId, nullptr);
+        // What a label whose input begins with ":" does, decided once per exploration.
+        const Call& callOf(std::int64_t labelId, std::string_view input) {
+            const auto [it, added] = calls.try_emplace(labelId, Call{false, nullptr});
             if (added) {
-                const auto found = findGraph(grammar.graphs, name);
-                if (found != grammar.graphs.end()) it->second = &found->second;
+                if (const std::optional<std::string_view> name = calledName(input)) {
+                    it->second.isCall = true;
+                    const auto found = findGraph(grammar.graphs, *name);
+                    if (found != grammar.graphs.end()) it->second.graph = &found->second;
+                }
             }
             return it->second;
         }
@@ -292,9 +300,11 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
                     static_cast<std::size_t>(transition.labelIndex) >= grammar.alphabet.array.size())
                     return false;
                 const Label& label = grammar.alphabet.array[static_cast<std::size_t>(transition.labelIndex)];
-                if (const std::optional<std::string_view> name = calledName(label.input)) {
+                const bool colon = !label.input.empty() && label.input.front() == ':';
+                const Call* call = colon ? &callOf(transition.labelIndex, label.input) : nullptr;
+                if (call && call->isCall) {
                     if (step.depth + 1 > maximalCallDepth) return false;
-                    const GFSA* called = callee(transition.labelIndex, *name);
+                    const GFSA* called = call->graph;
                     if (!called || called->states.empty()) return false;
                     const std::int64_t context = contextOf(step.context, step.state);
                     push(Step{.graph = called,

@@ -404,7 +404,8 @@ std::optional<GFSA> layOut(const std::vector<ExpressionNode>& nodes, std::size_t
     if (stateCount > maximalStateCount) return std::nullopt;
     // The gap label of a collocation; made only when a collocation needs it.
     Label anyLabel;
-    if (std::any_of(nodes.begin(), nodes.end(), [](const ExpressionNode& n) { return n.kind == NodeKind::collocation; })) {
+    const auto isCollocation = [](const ExpressionNode& node) { return node.kind == NodeKind::collocation; };
+    if (std::any_of(nodes.begin(), nodes.end(), isCollocation)) {
         std::optional<Label> label = Label::init("<ANY>", "");
         if (!label) return std::nullopt;
         anyLabel = std::move(*label);

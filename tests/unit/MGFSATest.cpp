@@ -152,7 +152,9 @@ TEST(AddGraph, SharesLabelsBetweenGraphs) {
     const GFSA& y = grammar.graphs.at("Y");
     EXPECT_FALSE(x.alphabet.has_value());
     // X reads a at state 2 and b at state 4; Y reads b at state 2 and a at state 4.
-    const auto labelAt = [](const GFSA& g, std::size_t s) { return g.states[s].outGoingTransitions.front().labelIndex; };
+    const auto labelAt = [](const GFSA& g, std::size_t s) {
+        return g.states[s].outGoingTransitions.front().labelIndex;
+    };
     EXPECT_EQ(labelAt(x, 2), 1);
     EXPECT_EQ(labelAt(y, 4), 1);
     EXPECT_EQ(labelAt(x, 4), 2);
@@ -279,8 +281,9 @@ TEST(Explore, EdgeCases) {
         {"terminal initial state", grammarOf({{"A", handMade({{true, {}}})}}), "A", orth, 1, "[ /]"},
         {"syntax joins with spaces", compiled("A = a b ;", syntax), "A", syntax, 1, "[a b /]"},
         {"orthographic joins directly", compiled("A = a b ;", syntax), "A", orth, 1, "[ab /]"},
-        {"no second space", grammarOf({{"A", handMade({{false, {{"a ", "", 1}}}, {false, {{"b", "", 2}}}, {true, {}}})}}),
-         "A", syntax, 1, "[a b /]"},
+        {"no second space",
+         grammarOf({{"A", handMade({{false, {{"a ", "", 1}}}, {false, {{"b", "", 2}}}, {true, {}}})}}), "A", syntax,
+         1, "[a b /]"},
         {"trimmed", grammarOf({{"A", handMade({{false, {{" a", "", 1}}}, {false, {{"b\t", "", 2}}}, {true, {}}})}}),
          "A", syntax, 1, "[a b /]"},
         {"output labels add no space", compiled("A = a <E>/x b ;", syntax), "A", syntax, 1, "[a b / x]"},
@@ -335,7 +338,8 @@ TEST(Explore, RecursionBeyondTheCallDepthIsAbsent) {
     // innermost stack has one entry per graph.
     const auto chain = [](std::size_t graphs) {
         std::string text;
-        for (std::size_t i = 1; i < graphs; ++i) text += "G" + std::to_string(i) + " = :G" + std::to_string(i + 1) + " ;\n";
+        for (std::size_t i = 1; i < graphs; ++i)
+            text += "G" + std::to_string(i) + " = :G" + std::to_string(i + 1) + " ;\n";
         text += "G" + std::to_string(graphs) + " = a ;\n";
         return compiled(text);
     };

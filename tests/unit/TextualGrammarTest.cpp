@@ -20,7 +20,9 @@ GFSA labelAutomaton(std::string_view token) { return GFSA::init(Label::init(toke
 // list order, agree.
 ::testing::AssertionResult sameAutomaton(const GFSA& expected, const GFSA& actual) {
     if (expected.description() != actual.description())
-        return ::testing::AssertionFailure() << "expected\n" << expected.description() << "got\n" << actual.description();
+        return ::testing::AssertionFailure() << "expected\n"
+                                             << expected.description() << "got\n"
+                                             << actual.description();
     for (std::size_t s = 0; s < expected.states.size(); ++s) {
         if (expected.states[s].outGoingTransitions != actual.states[s].outGoingTransitions)
             return ::testing::AssertionFailure() << "transition order differs at state " << s;
@@ -301,7 +303,8 @@ TEST(Expression2Gfsa, CompilesLikeTheConstructionOperations) {
          [] {
              return G::concatenation(
                  labelAutomaton(":Gender"),
-                 G::concatenation(G::disjunction(labelAutomaton("m"), labelAutomaton("f")), labelAutomaton("Tense=pres")));
+                 G::concatenation(G::disjunction(labelAutomaton("m"), labelAutomaton("f")),
+                                  labelAutomaton("Tense=pres")));
          }},
         {"(a/x)/y", orth, [] { return G::outputOperation(G::outputOperation(a(), "x"), "y"); }},
         {"b (a/x)/x", orth,
@@ -326,7 +329,8 @@ TEST(Expression2Gfsa, KeepsTheTextsOfEquivalentLabelsLikeTheOperations) {
     ASSERT_TRUE(gfsa);
     const GFSA expected = GFSA::concatenation(
         GFSA::outputOperation(GFSA::outputOperation(a(), composed), decomposed),
-        GFSA::concatenation(GFSA::outputOperation(b(), decomposed), GFSA::outputOperation(labelAutomaton("x"), composed)));
+        GFSA::concatenation(GFSA::outputOperation(b(), decomposed),
+                            GFSA::outputOperation(labelAutomaton("x"), composed)));
     EXPECT_TRUE(sameAutomaton(expected, *gfsa));
 }
 
