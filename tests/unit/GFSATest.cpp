@@ -22,19 +22,19 @@ GFSA single(const char* input) { return GFSA::init(label(input)); }
 
 // An automaton given state by state: terminal flag and (label, destination)
 // pairs appended in the given order, over the alphabet [<E>, labels...].
-struct StateSpec {
+struct StateShape {
     bool terminal;
     std::vector<Transition> transitions;
 };
 
-GFSA build(const std::vector<const char*>& labels, const std::vector<StateSpec>& states) {
+GFSA build(const std::vector<const char*>& labels, const std::vector<StateShape>& states) {
     GFSA gfsa;
     gfsa.alphabet.emplace();
     for (const char* input : labels) gfsa.alphabet->addLabel(label(input));
-    for (const StateSpec& spec : states) {
+    for (const StateShape& shape : states) {
         GFSA::State state;
-        state.isTerminal = spec.terminal;
-        state.outGoingTransitions = spec.transitions;
+        state.isTerminal = shape.terminal;
+        state.outGoingTransitions = shape.transitions;
         gfsa.states.push_back(state);
     }
     return gfsa;

@@ -49,18 +49,18 @@ struct Edge {
     std::string output;
     std::int64_t to;
 };
-struct StateSpec {
+struct StateShape {
     bool terminal;
     std::vector<Edge> edges;
 };
 
-GFSA handMade(const std::vector<StateSpec>& specs) {
+GFSA handMade(const std::vector<StateShape>& shapes) {
     GFSA gfsa;
     gfsa.alphabet = Alphabet();
-    for (const StateSpec& spec : specs) {
+    for (const StateShape& shape : shapes) {
         GFSA::State state;
-        state.isTerminal = spec.terminal;
-        for (const Edge& edge : spec.edges) {
+        state.isTerminal = shape.terminal;
+        for (const Edge& edge : shape.edges) {
             const std::int64_t label = gfsa.alphabet->addLabel(Label::init(edge.input, edge.output).value());
             state.outGoingTransitions.push_back({label, edge.to});
         }
@@ -354,7 +354,7 @@ TEST(Explore, RecursionBeyondTheCallDepthIsAbsent) {
 TEST(Explore, MoreThanTheMaximalNumberOfPathsIsAbsent) {
     constexpr int levels = 60;
     const auto grammar = [&](int width) {
-        std::vector<StateSpec> innermost;
+        std::vector<StateShape> innermost;
         for (int i = 0; i < width; ++i) innermost.push_back({false, {{"a", "", i + 1}, {"b", "", i + 1}}});
         innermost.push_back({true, {}});
         std::vector<std::pair<std::string, GFSA>> graphs = {
@@ -410,9 +410,9 @@ TEST(Explore, AgreesWithThePlainReferenceOnRandomGraphs) {
         std::vector<std::pair<std::string, GFSA>> graphs;
         for (std::size_t g = 0; g < names.size(); ++g) {
             const int stateCount = 1 + static_cast<int>(random() % 4);
-            std::vector<StateSpec> specs;
+            std::vector<StateShape> shapes;
             for (int s = 0; s < stateCount; ++s) {
-                StateSpec spec{random() % 2 == 0, {}};
+                StateShape shape{random() % 2 == 0, {}};
                 const int edges = static_cast<int>(random() % 3);
                 for (int e = 0; e < edges; ++e) {
                     Edge edge = labels[random() % labels.size()];
@@ -420,11 +420,11 @@ TEST(Explore, AgreesWithThePlainReferenceOnRandomGraphs) {
                     // Calls go to later graphs only; a missing graph rarely.
                     if (call && (edge.input[1] <= names[g][0] || (edge.input == ":Z" && random() % 4 != 0))) continue;
                     edge.to = static_cast<std::int64_t>(random() % static_cast<unsigned>(stateCount));
-                    spec.edges.push_back(edge);
+                    shape.edges.push_back(edge);
                 }
-                specs.push_back(spec);
+                shapes.push_back(shape);
             }
-            graphs.emplace_back(names[g], handMade(specs));
+            graphs.emplace_back(names[g], handMade(shapes));
         }
         const MGFSA grammar = grammarOf(graphs);
         for (const int limit : {0, 1, 2}) {
