@@ -54,9 +54,7 @@ sanitize: deps
 	cmake --build $(SANITIZE_DIR) -j $(JOBS)
 	cd $(SANITIZE_DIR) && ctest --output-on-failure -j $(JOBS)
 
-bench: deps
-	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DLEXPAND_BUILD_BENCH=ON
-	cmake --build $(BUILD_DIR) -j $(JOBS)
+bench: build
 	bench/run.sh $(BUILD_DIR)
 
 clean:
