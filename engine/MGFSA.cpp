@@ -41,11 +41,15 @@ struct ContextKey {
     bool operator==(const ContextKey& other) const = default;
 };
 
+// Mixes two 64-bit values into one hash.
+std::size_t hashPair(std::uint64_t first, std::uint64_t second) {
+    const std::uint64_t h = (first * 0x9E3779B97F4A7C15ULL) ^ second;
+    return static_cast<std::size_t>(h ^ (h >> 31));
+}
+
 struct ContextKeyHash {
     std::size_t operator()(const ContextKey& key) const {
-        const std::uint64_t h = (static_cast<std::uint64_t>(key.parent) * 0x9E3779B97F4A7C15ULL) ^
-                                static_cast<std::uint64_t>(key.state);
-        return static_cast<std::size_t>(h ^ (h >> 29));
+        return hashPair(static_cast<std::uint64_t>(key.parent), static_cast<std::uint64_t>(key.state));
     }
 };
 
@@ -59,9 +63,7 @@ struct FrameKey {
 
 struct FrameKeyHash {
     std::size_t operator()(const FrameKey& key) const {
-        const std::uint64_t h = (reinterpret_cast<std::uintptr_t>(key.graph) * 0x9E3779B97F4A7C15ULL) ^
-                                static_cast<std::uint64_t>(key.context);
-        return static_cast<std::size_t>(h ^ (h >> 31));
+        return hashPair(reinterpret_cast<std::uintptr_t>(key.graph), static_cast<std::uint64_t>(key.context));
     }
 };
 
