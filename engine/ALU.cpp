@@ -104,16 +104,10 @@ std::optional<EntryMatch> findEntryMatch(std::string_view text, std::size_t from
     return std::nullopt;
 }
 
-struct LexemeViews {
-    std::string_view entry;
-    std::string_view category;
-    std::string_view properties;
-};
-
-std::optional<LexemeViews> matchLexeme(std::string_view lexeme) {
+std::optional<LexemeView> matchLexeme(std::string_view lexeme) {
     const std::optional<EntryMatch> match = findEntryMatch(lexeme, 0);
     if (!match || findEntryMatch(lexeme, match->end)) return std::nullopt;
-    LexemeViews views;
+    LexemeView views;
     views.entry = lexeme.substr(match->lemmaBegin, match->comma - match->lemmaBegin);
     views.category = lexeme.substr(match->comma + 1, match->categoryEnd - match->comma - 1);
     views.properties = lexeme.substr(match->categoryEnd, match->end - match->categoryEnd);
@@ -211,14 +205,17 @@ bool containsCanonically(const std::vector<std::string>& list, std::string_view 
     return std::any_of(list.begin(), list.end(), [&](const std::string& item) { return canonicallyEqual(item, text); });
 }
 
-const std::map<std::string, std::vector<std::string>>* propertiesOfCategory(const PropertiesDefinitions& definitions,
-                                                                            std::string_view category) {
+using CategoryEntry = decltype(PropertiesDefinitions::categoryProperties)::value_type;
+
+// The category of the definitions that `category` names: the one written
+// the same, else the first canonically equivalent one; null for none.
+const CategoryEntry* categoryOf(const PropertiesDefinitions& definitions, std::string_view category) {
     const auto& categories = definitions.categoryProperties;
-    const auto found = categories.find(std::string(category));
-    if (found != categories.end()) return &found->second;
+    const auto found = categories.find(category);
+    if (found != categories.end()) return &*found;
     if (isAscii(category)) return nullptr;
-    for (const auto& [name, properties] : categories) {
-        if (canonicallyEqual(name, category)) return &properties;
+    for (const CategoryEntry& entry : categories) {
+        if (canonicallyEqual(entry.first, category)) return &entry;
     }
     return nullptr;
 }
@@ -227,9 +224,16 @@ const std::map<std::string, std::vector<std::string>>* propertiesOfCategory(cons
 std::optional<std::string_view> findPropertyName(std::string_view category, std::string_view value,
                                                  const PropertiesDefinitions* definitions) {
     if (definitions == nullptr) return std::nullopt;
-    const auto* properties = propertiesOfCategory(*definitions, category);
-    if (properties == nullptr) return std::nullopt;
-    for (const auto& [name, values] : *properties) {
+    const CategoryEntry* entry = categoryOf(*definitions, category);
+    if (entry == nullptr) return std::nullopt;
+    if (!definitions->propertyNameOfValue.empty()) {
+        const auto index = definitions->propertyNameOfValue.find(entry->first);
+        if (index == definitions->propertyNameOfValue.end()) return std::nullopt;
+        const auto found = isNFC(value) ? index->second.find(value) : index->second.find(toNFC(value));
+        if (found == index->second.end()) return std::nullopt;
+        return std::string_view(found->second);
+    }
+    for (const auto& [name, values] : entry->second) {
         if (containsCanonically(values, value)) return std::string_view(name);
     }
     return std::nullopt;
@@ -282,10 +286,12 @@ ClassifiedProperties classifyProperties(std::string_view category, const Items& 
 // ---- Public operations ------------------------------------------------------
 
 std::optional<Lexeme> parseLexeme(std::string_view lexeme) {
-    const std::optional<LexemeViews> views = matchLexeme(lexeme);
+    const std::optional<LexemeView> views = matchLexeme(lexeme);
     if (!views) return std::nullopt;
     return Lexeme{std::string(views->entry), std::string(views->category), std::string(views->properties)};
 }
+
+std::optional<LexemeView> parseLexemeView(std::string_view lexeme) { return matchLexeme(lexeme); }
 
 std::optional<std::vector<std::string>> splitProperties(std::string_view propertiesString, bool sort) {
     const auto items = splitPropertyViews(propertiesString, sort);
@@ -322,7 +328,7 @@ ClassifiedProperties parseProperties(std::string_view category, const std::vecto
 }
 
 std::optional<ALU> ALU::init(std::string_view lexeme, const PropertiesDefinitions* propertiesDefinitions) {
-    const std::optional<LexemeViews> views = matchLexeme(lexeme);
+    const std::optional<LexemeView> views = matchLexeme(lexeme);
     if (!views) return std::nullopt;
     const auto items = splitPropertyViews(views->properties, true);
     if (!items) return std::nullopt;
@@ -371,6 +377,12 @@ std::optional<PropertiesDefinitions> PropertiesDefinitions::init(std::string_vie
         } else {
             definitions.categoryProperties[name.substr(0, underscore)][name.substr(underscore + 1)] =
                 std::move(paths->input);
+        }
+    }
+    for (const auto& [category, properties] : definitions.categoryProperties) {
+        auto& index = definitions.propertyNameOfValue[category];
+        for (const auto& [name, values] : properties) {
+            for (const std::string& value : values) index.emplace(toNFC(value), name); // the first name stays
         }
     }
     return definitions;

@@ -4,11 +4,15 @@
 #ifndef LEXPAND_ENGINE_ALU_H
 #define LEXPAND_ENGINE_ALU_H
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
+
+#include "TextServices.h"
 
 namespace lexpand {
 
@@ -17,9 +21,16 @@ struct PropertiesDefinitions {
     // category -> property name -> allowed values (in enumeration order).
     // Inner maps are visited in ascending order of property names, which
     // decides between two properties of one category that list the same value.
-    std::map<std::string, std::map<std::string, std::vector<std::string>>> categoryProperties;
+    std::map<std::string, std::map<std::string, std::vector<std::string>>, std::less<>> categoryProperties;
     std::vector<std::string> exclusivePropertyNames;
     std::vector<std::string> morphologicalPropertyNames;
+    // For each category of categoryProperties, the canonical (NFC) form of
+    // every value it lists, with the first name that lists it: a property
+    // written without its name is found in one step. init() builds it; while
+    // it is empty (definitions assembled by hand), categoryProperties is
+    // searched instead.
+    std::map<std::string, std::unordered_map<std::string, std::string, TextHash, std::equal_to<>>>
+        propertyNameOfValue;
 
     // Compiles `grammarString` at level propertyDefinition and enumerates every
     // rule. Absent when the text does not compile, a rule name is neither
@@ -57,6 +68,14 @@ struct Lexeme {
 // Matches the entry syntax "(([^,]|\\,)+),([A-Z]+)(\+.+$)?" in `lexeme`;
 // absent unless there is exactly one match.
 std::optional<Lexeme> parseLexeme(std::string_view lexeme);
+
+// The same parts as views into `lexeme`, without copying them.
+struct LexemeView {
+    std::string_view entry;
+    std::string_view category;
+    std::string_view properties;
+};
+std::optional<LexemeView> parseLexemeView(std::string_view lexeme);
 
 // Cuts "+a+b..." into its items (quoted, bracketed and backslash-protected
 // "+" do not cut). Duplicates are dropped (the first stays); when `sort` is

@@ -17,20 +17,6 @@ namespace {
 
 constexpr std::string_view grammarReferencePrefix = "#use ";
 
-// Sorts `properties` in ascending order, keeps the first of equal strings,
-// then places `lexProperty` after every string that is not greater.
-std::vector<std::string> sortedPropertyList(std::vector<std::string> properties, std::string lexProperty) {
-    std::stable_sort(properties.begin(), properties.end(), CanonicalLess());
-    properties.erase(std::unique(properties.begin(), properties.end(),
-                                 [](const std::string& a, const std::string& b) { return canonicallyEqual(a, b); }),
-                     properties.end());
-    const auto position = std::upper_bound(properties.begin(), properties.end(), lexProperty, CanonicalLess());
-    properties.insert(position, std::move(lexProperty));
-    return properties;
-}
-
-std::string lexProperty(const std::string& reverseCommand) { return "_LEX=\"" + reverseCommand + "\""; }
-
 // The expression of one inflectional value: the value itself when it is
 // already an expression (a call or a command), else a call of the graph it names.
 std::string inflectionalExpression(const std::string& value) {
@@ -38,7 +24,48 @@ std::string inflectionalExpression(const std::string& value) {
     return ":" + value;
 }
 
+// The "FLX=" and "DRV=" items of `alu`, which every form of the entry lists.
+void appendParadigmItems(std::vector<std::string>& listed, const ALU& alu) {
+    for (const std::string& value : alu.flxParadigms) listed.push_back("FLX=" + value);
+    for (const std::string& value : alu.drvParadigms) listed.push_back("DRV=" + value);
+}
+
 } // namespace
+
+std::vector<std::string> sortedPropertyList(std::vector<std::string> properties, const std::string& reverseCommand) {
+    std::stable_sort(properties.begin(), properties.end(), CanonicalLess());
+    properties.erase(std::unique(properties.begin(), properties.end(),
+                                 [](const std::string& a, const std::string& b) { return canonicallyEqual(a, b); }),
+                     properties.end());
+    std::string lexProperty = "_LEX=\"" + reverseCommand + "\"";
+    const auto position = std::upper_bound(properties.begin(), properties.end(), lexProperty, CanonicalLess());
+    properties.insert(position, std::move(lexProperty));
+    return properties;
+}
+
+std::vector<std::string> inflectedFormProperties(const ALU& alu, const std::vector<std::string>& pathProperties) {
+    std::vector<std::string> listed;
+    listed.reserve(alu.lexicalProperties.size() + alu.flxParadigms.size() + alu.drvParadigms.size() +
+                   pathProperties.size() + 1);
+    listed.insert(listed.end(), alu.lexicalProperties.begin(), alu.lexicalProperties.end());
+    appendParadigmItems(listed, alu);
+    listed.insert(listed.end(), pathProperties.begin(), pathProperties.end());
+    return listed;
+}
+
+std::vector<std::string> derivedFormProperties(const ALU& alu, const std::string& derivedCategory,
+                                               const std::vector<std::string>& derivationProperties,
+                                               const std::vector<std::string>* inflectionProperties) {
+    std::vector<std::string> listed;
+    if (!canonicallyEqual(derivedCategory, alu.category)) listed.push_back("InitialCategory=" + alu.category);
+    listed.insert(listed.end(), alu.lexicalProperties.begin(), alu.lexicalProperties.end());
+    appendParadigmItems(listed, alu);
+    listed.insert(listed.end(), alu.morphologicalProperties.begin(), alu.morphologicalProperties.end());
+    listed.insert(listed.end(), derivationProperties.begin(), derivationProperties.end());
+    if (inflectionProperties != nullptr)
+        listed.insert(listed.end(), inflectionProperties->begin(), inflectionProperties->end());
+    return listed;
+}
 
 std::optional<std::vector<std::string>> loadDictionary(const std::string& path) {
     const std::optional<std::string> text = readUtf8File(path);
@@ -79,53 +106,32 @@ const Morphology::ParadigmPaths* found(const std::optional<Morphology::ParadigmP
 
 } // namespace
 
-std::optional<EntryForms> EntryExpander::inflectAndDerive(const ALU& alu) {
-    const auto pathsOfValue = [&](const std::string& value) -> const Morphology::ParadigmPaths* {
-        const auto cached = caches_->byInflectionalValue.find(value);
-        if (cached != caches_->byInflectionalValue.end()) return found(cached->second);
-        std::optional<Morphology::ParadigmPaths> paths;
-        if (std::optional<GFSA> main = expression2Gfsa(inflectionalExpression(value), LinguisticLevel::syntax)) {
-            if (!caches_->grammarWithMain) caches_->grammarWithMain = allParadigms_;
-            caches_->grammarWithMain->addGraph("_Main", std::move(*main));
-            paths = Morphology::exploreParadigm("_Main", *caches_->grammarWithMain);
-        }
-        return found(caches_->byInflectionalValue.emplace(value, std::move(paths)).first->second);
-    };
-    const auto pathsOfGraph = [&](const std::string& name) -> const Morphology::ParadigmPaths* {
-        const auto cached = caches_->byGraphName.find(name);
-        if (cached != caches_->byGraphName.end()) return found(cached->second);
-        return found(
-            caches_->byGraphName.emplace(name, Morphology::exploreParadigm(name, allParadigms_)).first->second);
-    };
-
-    // The properties that every form of the entry shares.
-    std::vector<std::string> paradigmItems;
-    for (const std::string& value : alu.flxParadigms) paradigmItems.push_back("FLX=" + value);
-    for (const std::string& value : alu.drvParadigms) paradigmItems.push_back("DRV=" + value);
-
-    EntryForms forms;
-    const auto addForm = [&](std::string wordForm, const std::string& category, std::vector<std::string> listed,
-                             const std::string& reverseCommand) {
-        forms.wordForms.push_back(std::move(wordForm));
-        forms.categories.push_back(category);
-        forms.properties.push_back(sortedPropertyList(std::move(listed), lexProperty(reverseCommand)));
-    };
-
-    for (const std::string& value : alu.flxParadigms) {
-        const Morphology::ParadigmPaths* paradigm = pathsOfValue(value);
-        if (paradigm == nullptr) return std::nullopt;
-        std::optional<Morphology::Inflection> inflection = Morphology::inflect(alu.entry, *paradigm);
-        if (!inflection) return std::nullopt;
-        for (std::size_t i = 0; i < inflection->wordForms.size(); ++i) {
-            std::vector<std::string> listed = alu.lexicalProperties;
-            listed.insert(listed.end(), paradigmItems.begin(), paradigmItems.end());
-            const std::vector<std::string>& own = inflection->inflectionalProperties[i];
-            listed.insert(listed.end(), own.begin(), own.end());
-            addForm(std::move(inflection->wordForms[i]), alu.category, std::move(listed),
-                    inflection->reverseCommands[i]);
-        }
+const Morphology::ParadigmPaths* EntryExpander::pathsOfInflectionalValue(const std::string& value) {
+    const auto cached = caches_->byInflectionalValue.find(value);
+    if (cached != caches_->byInflectionalValue.end()) return found(cached->second);
+    std::optional<Morphology::ParadigmPaths> paths;
+    if (std::optional<GFSA> main = expression2Gfsa(inflectionalExpression(value), LinguisticLevel::syntax)) {
+        if (!caches_->grammarWithMain) caches_->grammarWithMain = allParadigms_;
+        caches_->grammarWithMain->addGraph("_Main", std::move(*main));
+        paths = Morphology::exploreParadigm("_Main", *caches_->grammarWithMain);
     }
+    return found(caches_->byInflectionalValue.emplace(value, std::move(paths)).first->second);
+}
 
+const Morphology::ParadigmPaths* EntryExpander::pathsOfGraph(const std::string& name) {
+    const auto cached = caches_->byGraphName.find(name);
+    if (cached != caches_->byGraphName.end()) return found(cached->second);
+    return found(caches_->byGraphName.emplace(name, Morphology::exploreParadigm(name, allParadigms_)).first->second);
+}
+
+std::optional<EntryExpander::EntryParadigms> EntryExpander::paradigmsOf(const ALU& alu) {
+    EntryParadigms paradigms;
+    paradigms.inflections.reserve(alu.flxParadigms.size());
+    for (const std::string& value : alu.flxParadigms) {
+        const Morphology::ParadigmPaths* paths = pathsOfInflectionalValue(value);
+        if (paths == nullptr) return std::nullopt;
+        paradigms.inflections.push_back(paths);
+    }
     for (const std::string& value : alu.drvParadigms) {
         std::string derivationalName = value;
         std::string inflectionalName;
@@ -137,24 +143,47 @@ std::optional<EntryForms> EntryExpander::inflectAndDerive(const ALU& alu) {
         } else {
             inflectionalName = alu.flxParadigms.front();
         }
-        const Morphology::ParadigmPaths* derivation = pathsOfGraph(derivationalName);
-        if (derivation == nullptr) return std::nullopt;
-        const Morphology::ParadigmPaths* inflection = nullptr;
+        DerivationParadigms derivation;
+        derivation.derivation = pathsOfGraph(derivationalName);
+        if (derivation.derivation == nullptr) return std::nullopt;
         if (!inflectionalName.empty()) {
-            inflection = pathsOfGraph(inflectionalName);
-            if (inflection == nullptr) return std::nullopt;
+            derivation.inflection = pathsOfGraph(inflectionalName);
+            if (derivation.inflection == nullptr) return std::nullopt;
         }
-        std::optional<Morphology::Derivation> derived = Morphology::deriveThenInflect(alu.entry, *derivation, inflection);
+        paradigms.derivations.push_back(derivation);
+    }
+    return paradigms;
+}
+
+std::optional<EntryForms> EntryExpander::inflectAndDerive(const ALU& alu) {
+    const std::optional<EntryParadigms> paradigms = paradigmsOf(alu);
+    if (!paradigms) return std::nullopt;
+
+    EntryForms forms;
+    const auto addForm = [&](std::string wordForm, const std::string& category, std::vector<std::string> listed,
+                             const std::string& reverseCommand) {
+        forms.wordForms.push_back(std::move(wordForm));
+        forms.categories.push_back(category);
+        forms.properties.push_back(sortedPropertyList(std::move(listed), reverseCommand));
+    };
+
+    for (const Morphology::ParadigmPaths* paradigm : paradigms->inflections) {
+        std::optional<Morphology::Inflection> inflection = Morphology::inflect(alu.entry, *paradigm);
+        if (!inflection) return std::nullopt;
+        for (std::size_t i = 0; i < inflection->wordForms.size(); ++i) {
+            addForm(std::move(inflection->wordForms[i]), alu.category,
+                    inflectedFormProperties(alu, inflection->inflectionalProperties[i]),
+                    inflection->reverseCommands[i]);
+        }
+    }
+
+    for (const DerivationParadigms& paradigm : paradigms->derivations) {
+        std::optional<Morphology::Derivation> derived =
+            Morphology::deriveThenInflect(alu.entry, *paradigm.derivation, paradigm.inflection);
         if (!derived) return std::nullopt;
         for (std::size_t i = 0; i < derived->wordForms.size(); ++i) {
-            std::vector<std::string> listed;
-            if (!canonicallyEqual(derived->categories[i], alu.category)) listed.push_back("InitialCategory=" + alu.category);
-            listed.insert(listed.end(), alu.lexicalProperties.begin(), alu.lexicalProperties.end());
-            listed.insert(listed.end(), paradigmItems.begin(), paradigmItems.end());
-            listed.insert(listed.end(), alu.morphologicalProperties.begin(), alu.morphologicalProperties.end());
-            const std::vector<std::string>& own = derived->properties[i];
-            listed.insert(listed.end(), own.begin(), own.end());
-            addForm(std::move(derived->wordForms[i]), derived->categories[i], std::move(listed),
+            addForm(std::move(derived->wordForms[i]), derived->categories[i],
+                    derivedFormProperties(alu, derived->categories[i], derived->properties[i], nullptr),
                     derived->reverseCommands[i]);
         }
     }

@@ -10,6 +10,7 @@
 
 #include "ALU.h"
 #include "MGFSA.h"
+#include "Morphology.h"
 
 namespace lexpand {
 
@@ -30,6 +31,23 @@ struct EntryForms {
 // absent when any of them fails. `allParadigms` is not changed.
 std::optional<EntryForms> inflectAndDerive(const ALU& alu, const MGFSA& allParadigms);
 
+// The properties listed for an inflected form of `alu`, before sorting: the
+// entry's lexical properties, its "FLX=" and "DRV=" items, then the path's own.
+std::vector<std::string> inflectedFormProperties(const ALU& alu, const std::vector<std::string>& pathProperties);
+
+// The same for a derived form of category `derivedCategory`: "InitialCategory="
+// when the category changes, the entry's lexical properties, its paradigm
+// items, its morphological properties, the derivation path's properties, then
+// those of the inflection path (null for none).
+std::vector<std::string> derivedFormProperties(const ALU& alu, const std::string& derivedCategory,
+                                               const std::vector<std::string>& derivationProperties,
+                                               const std::vector<std::string>* inflectionProperties);
+
+// `properties` sorted in canonical order with the later of equal items
+// dropped, and "_LEX=\"reverseCommand\"" placed after every item that is
+// not greater: the property list of one form.
+std::vector<std::string> sortedPropertyList(std::vector<std::string> properties, const std::string& reverseCommand);
+
 // The same for many entries: each distinct paradigm value is compiled and
 // explored once, since its paths depend only on the value and on the grammar,
 // which must not change while the expander lives. Forms are identical to
@@ -43,7 +61,26 @@ public:
 
     std::optional<EntryForms> inflectAndDerive(const ALU& alu);
 
+    // The explored paradigms of one entry, in the order its forms come: one
+    // inflection per "FLX=" value, then one derivation (with the inflection of
+    // its derived forms, null for none) per "DRV=" value. The paths belong to
+    // the expander and live as long as it does.
+    struct DerivationParadigms {
+        const Morphology::ParadigmPaths* derivation = nullptr;
+        const Morphology::ParadigmPaths* inflection = nullptr;
+    };
+    struct EntryParadigms {
+        std::vector<const Morphology::ParadigmPaths*> inflections;
+        std::vector<DerivationParadigms> derivations;
+    };
+    // Absent when a paradigm cannot be explored or has no path, or when a
+    // "DRV=" value names no inflection and the entry has no "FLX=" value.
+    std::optional<EntryParadigms> paradigmsOf(const ALU& alu);
+
 private:
+    const Morphology::ParadigmPaths* pathsOfInflectionalValue(const std::string& value);
+    const Morphology::ParadigmPaths* pathsOfGraph(const std::string& name);
+
     struct Caches;
     const MGFSA& allParadigms_;
     std::unique_ptr<Caches> caches_;

@@ -17,7 +17,6 @@ namespace lexpand {
 namespace {
 
 constexpr std::string_view grammarReferencePrefix = "#use ";
-constexpr std::string_view inconsistentMarker = "*INCONSISTENT*";
 
 // The directory that holds the dictionary at `dictionaryPath`, as an absolute
 // path without a final "/" (except for the root itself). "." components are
@@ -89,40 +88,15 @@ std::optional<std::int64_t> inflectAndDeriveDictionary(const std::string& dictio
     const std::optional<std::vector<std::string>> lines = loadDictionary(dictionaryPath);
     if (!lines) return std::nullopt;
 
-    // Paradigms are compiled and explored once for the whole dictionary, not
-    // once per entry.
-    EntryExpander expander(morphologicalParadigms);
+    // Paradigms are compiled and explored once for the whole dictionary, and
+    // the lines of each entry shape assembled once.
+    EntryLineExpander expander(propertiesDefinitions, morphologicalParadigms);
     std::int64_t count = 0;
-    std::string formLine; // reused for every form: word form, ",", category and properties
     for (const std::string& line : *lines) {
         if (isSkippedLine(line)) continue; // comments, and the "#use " lines
-        const std::optional<ALU> entry = ALU::init(line, &propertiesDefinitions);
-        if (!entry) return std::nullopt;
-        // An entry without an inflectional paradigm is printed as written (it is
-        // not counted); its derivations, if any, still follow.
-        if (entry->flxParadigms.empty()) sink.printLine(line);
-
-        const std::optional<EntryForms> forms = expander.inflectAndDerive(*entry);
-        if (!forms) return std::nullopt;
-        const std::size_t formCount = forms->wordForms.size();
-        if (forms->categories.size() != formCount || forms->properties.size() != formCount) return std::nullopt;
-
-        for (std::size_t i = 0; i < formCount; ++i) {
-            const std::optional<std::string> categoryAndProperties = Morphology::addCategoryAndAllProperties(
-                forms->categories[i], &entry->morphologicalProperties, forms->properties[i], propertiesDefinitions);
-            if (!categoryAndProperties) return std::nullopt;
-            if (*categoryAndProperties == inconsistentMarker) continue; // dropped without a trace
-
-            formLine.assign(forms->wordForms[i]);
-            formLine.push_back(',');
-            formLine.append(*categoryAndProperties);
-            // Parsing the assembled line again sorts, deduplicates and
-            // classifies the properties, and refuses a form that is no entry.
-            const std::optional<ALU> form = ALU::init(formLine, &propertiesDefinitions);
-            if (!form) return std::nullopt;
-            sink.printLine(form->description());
-            ++count;
-        }
+        const std::optional<std::int64_t> sent = expander.expand(line, sink);
+        if (!sent) return std::nullopt;
+        count += *sent;
     }
     return count;
 }

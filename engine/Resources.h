@@ -10,17 +10,10 @@
 #include <string_view>
 
 #include "ALU.h"
+#include "FormLines.h"
 #include "MGFSA.h"
 
 namespace lexpand {
-
-// Where the expansion sends its lines; the engine never prints itself.
-class LineSink {
-public:
-    virtual ~LineSink() = default;
-    // Receives one line, without its line feed.
-    virtual void printLine(std::string_view line) = 0;
-};
 
 struct DictionaryGrammars {
     std::optional<MGFSA> grammar; // every graph of every "#use" grammar, merged

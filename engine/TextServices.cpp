@@ -220,6 +220,10 @@ std::vector<std::string_view> graphemeClusterViews(std::string_view text) {
     return clusters;
 }
 
+bool isOneCharacterPerScalar(std::string_view text) {
+    return text.find('\r') == std::string_view::npos && isValidUtf8(text) && hasOnlySimpleClusters(text);
+}
+
 std::size_t graphemeCount(std::string_view text) {
     std::size_t count = 0;
     forEachCluster(text, [&](std::size_t, std::size_t) { ++count; });

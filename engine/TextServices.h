@@ -10,6 +10,7 @@
 #define LEXPAND_ENGINE_TEXTSERVICES_H
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -49,6 +50,11 @@ std::vector<std::string_view> graphemeClusterViews(std::string_view text);
 
 // The number of extended grapheme clusters of `text`.
 std::size_t graphemeCount(std::string_view text);
+
+// True when `text` is well-formed UTF-8 and each of its scalars is a
+// character of its own: no combining mark, joiner, prepended or paired
+// scalar, and no "\r\n". (A sufficient test, not a necessary one.)
+bool isOneCharacterPerScalar(std::string_view text);
 
 // ---- Character classes (tested on one scalar) -----------------------------
 
@@ -107,6 +113,12 @@ int compareCanonical(std::string_view a, std::string_view b);
 // Strict weak order for sorting by compareCanonical.
 struct CanonicalLess {
     bool operator()(std::string_view a, std::string_view b) const { return compareCanonical(a, b) < 0; }
+};
+
+// Hash of texts that also takes views, for maps searched without copying a key.
+struct TextHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
 };
 
 // ---- Case ----------------------------------------------------------------
