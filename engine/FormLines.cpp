@@ -27,6 +27,8 @@ constexpr std::string_view placeholderWordForm = "x";
 // Shapes are dropped all at once when their lines grow past this many bytes,
 // so that a dictionary of distinct shapes keeps memory bounded.
 constexpr std::size_t shapeBytesLimit = std::size_t{32} << 20;
+// The roles of items are dropped all at once past this count.
+constexpr std::size_t rolesLimit = 100000;
 
 // True when a line terminator ("\n", "\v", "\f", "\r", U+0085, U+2028,
 // U+2029) occurs in `text`.
@@ -63,7 +65,31 @@ struct SuffixEdit {
     std::size_t deletions = 0;
     std::string typed;
     std::size_t typedCount = 0;
+    bool typedSuitsDerivation = false; // see isSafeInReverseList
 };
+
+// True when every character of `text`, written in a reverse list between
+// operators, reads back as the one-character token it was: none is white
+// space or one that opens a quoted string, a variable, an output, a call, an
+// operator or an escape.
+bool isSafeInReverseList(std::string_view text) {
+    std::size_t position = 0;
+    while (position < text.size()) {
+        const char32_t scalar = decodeScalar(text, position);
+        switch (scalar) {
+        case U'"':
+        case U'$':
+        case U'/':
+        case U':':
+        case U'<':
+        case U'\\':
+            return false;
+        default:
+            if (isWhiteSpaceOrNewline(scalar)) return false;
+        }
+    }
+    return true;
+}
 
 std::optional<SuffixEdit> suffixEditOf(const std::vector<Morphology::Operator>& command) {
     constexpr std::int64_t deletionLimit = std::int64_t{1} << 30;
@@ -88,21 +114,62 @@ std::optional<SuffixEdit> suffixEditOf(const std::vector<Morphology::Operator>& 
         edit.typed = std::move(typed->resultingWordForm);
         edit.typedCount = typing.size();
     }
+    edit.typedSuitsDerivation = isOneCharacterPerScalar(edit.typed) && isSafeInReverseList(edit.typed);
     return edit;
 }
 
-void appendReverseOfSuffixEdit(std::string& out, const SuffixEdit& edit, std::string_view deleted) {
-    if (edit.typedCount == 1) {
+// Appends "<Bk>" for k deletions ("<B>" for one, nothing for none).
+void appendDeletions(std::string& out, std::size_t count) {
+    if (count == 0) return;
+    if (count == 1) {
         out += "<B>";
-    } else if (edit.typedCount > 1) {
-        char digits[24];
-        const std::to_chars_result written = std::to_chars(digits, digits + sizeof digits, edit.typedCount);
-        out += "<B";
-        out.append(digits, written.ptr);
-        out += '>';
+        return;
     }
+    char digits[24];
+    const std::to_chars_result written = std::to_chars(digits, digits + sizeof digits, count);
+    out += "<B";
+    out.append(digits, written.ptr);
+    out += '>';
+}
+
+void appendReverseOfSuffixEdit(std::string& out, const SuffixEdit& edit, std::string_view deleted) {
+    appendDeletions(out, edit.typedCount);
     out += deleted;
     if (edit.typedCount == 0 && deleted.empty()) out += placeholderReverse;
+}
+
+// The reverse command of a derived form inflected by a second suffix edit:
+// the inflection's reverse list then the derivation's, simplified. Between
+// characters that read back as themselves (isSafeInReverseList), the
+// simplification only merges the two "<B>" when no character separates them
+// and drops "<E>".
+void appendReverseOfDerivedSuffixEdits(std::string& out, const SuffixEdit& inflection,
+                                       std::string_view inflectionDeleted, const SuffixEdit& derivation,
+                                       std::string_view derivationDeleted) {
+    const std::size_t begin = out.size();
+    if (inflectionDeleted.empty()) {
+        appendDeletions(out, inflection.typedCount + derivation.typedCount);
+    } else {
+        appendDeletions(out, inflection.typedCount);
+        out += inflectionDeleted;
+        appendDeletions(out, derivation.typedCount);
+    }
+    out += derivationDeleted;
+    if (out.size() == begin) out += placeholderReverse;
+}
+
+// Where the last scalars of the well-formed `text` begin: starts[k] is the
+// offset of the k-th scalar from the end (starts[0] is the size), for k up to
+// `most` or the number of scalars.
+void findTailStarts(std::string_view text, std::size_t most, std::vector<std::size_t>& starts) {
+    starts.clear();
+    starts.push_back(text.size());
+    std::size_t position = text.size();
+    while (starts.size() <= most && position > 0) {
+        do --position;
+        while (position > 0 && (static_cast<unsigned char>(text[position]) & 0xC0) == 0x80);
+        starts.push_back(position);
+    }
 }
 
 // True when every scalar of `lemma` is a character of its own and none is
@@ -118,7 +185,10 @@ struct FormTemplate {
     bool inconsistent = false;
     std::string beforeReverse;
     std::string afterReverse;
-    std::optional<SuffixEdit> suffixEdit; // for inflection paths whose command is one
+    // The suffix edits of the form's paths, when its commands are such:
+    // `edit` for the inflection, `derivationEdit` for a derivation.
+    const SuffixEdit* edit = nullptr;
+    const SuffixEdit* derivationEdit = nullptr;
 };
 
 // The canonical line of the form `wordForm` whose category and properties
@@ -197,13 +267,68 @@ bool definitionsMentionLexItem(const PropertiesDefinitions& definitions) {
     return false;
 }
 
+// An item that every step of the assembly treats as opaque ASCII words:
+// printable, without "_LEX" and without the characters that quote, bracket or
+// escape, its "+" only between non-empty words (each an item of the printed
+// line). Canonical order and equivalence are then byte order and equality.
+bool isPlainItem(std::string_view item) {
+    if (item.empty() || item.front() == '+' || item.back() == '+') return false;
+    if (item.find(lexItemName) != std::string_view::npos || item.find("++") != std::string_view::npos) return false;
+    for (const char c : item) {
+        if (c < 0x20 || c > 0x7E) return false;
+        if (c == '"' || c == '<' || c == '>' || c == '\\' || c == ',') return false;
+    }
+    return true;
+}
+
+bool isPlainCategory(std::string_view category) {
+    return !category.empty() && std::all_of(category.begin(), category.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+}
+
+// A stable sort without a temporary buffer, for the handful of items of one
+// form.
+template <typename Item, typename Less> void insertionSort(std::vector<Item>& items, Less less) {
+    for (std::size_t i = 1; i < items.size(); ++i) {
+        for (std::size_t j = i; j > 0 && less(items[j], items[j - 1]); --j) std::swap(items[j], items[j - 1]);
+    }
+}
+
+// Sorts `items` in canonical order, keeping equal items in their order, then
+// drops the later of canonically equal neighbours when `unique` is true: what
+// std::stable_sort and std::unique with the canonical order do.
+void sortCanonically(std::vector<std::string_view>& items, bool unique) {
+    // ASCII text is in NFC: canonical order is then byte order.
+    if (std::all_of(items.begin(), items.end(), [](std::string_view item) { return isAscii(item); })) {
+        insertionSort(items, std::less<>());
+        if (unique) items.erase(std::unique(items.begin(), items.end()), items.end());
+        return;
+    }
+    insertionSort(items, CanonicalLess());
+    if (unique) items.erase(std::unique(items.begin(), items.end(), canonicallyEqual), items.end());
+}
+
+// What the assembly of a form of one category does with one plain item: the
+// name and value that exclusive properties are checked by, and the list and
+// text under which the item is printed.
+struct ItemRole {
+    NormalizedProperty normalized;
+    bool exclusive = false;
+    bool classified = false; // for an item without "+": `list` and `text` are known
+    enum class List { lexical, inflectional, derivational, morphological } list = List::lexical;
+    std::string text;
+};
+
 // What every entry of one shape shares.
 struct Shape {
     bool assembled = false; // every form has a template (else each entry goes form by form)
     ALU alu;                // as parsed from the first entry of the shape; its lemma is not used
     EntryExpander::EntryParadigms paradigms;
     std::vector<FormTemplate> templates; // one per form, in form order
-    std::size_t suffixDeletions = 0;     // the most that a suffix edit deletes
+    std::size_t suffixDeletions = 0;     // the most that a suffix edit deletes from the lemma
+    // Per derivation: whether every form comes from suffix edits that suit
+    // derivation, and the most that its inflection deletes.
+    std::vector<bool> derivationBySuffixEdits;
+    std::vector<std::size_t> derivedSuffixDeletions;
     std::size_t bytes = 0;
 };
 
@@ -226,8 +351,27 @@ struct EntryLineExpander::State {
     std::unordered_map<std::string, Shape, TextHash, std::equal_to<>> shapes;
     std::size_t shapeBytes = 0;
     std::vector<EditedForm> forms;      // reused from entry to entry
-    std::vector<std::size_t> tailStarts; // where the last k scalars of the lemma begin
+    std::vector<std::size_t> tailStarts;        // where the last k scalars of the lemma begin
+    std::vector<std::size_t> derivedTailStarts; // the same for a derived word form
+    std::string derivedWordForm;
+    std::unordered_map<const Morphology::ParadigmPath*, std::optional<SuffixEdit>> suffixEdits;
     std::string line;                   // reused for every printed line
+    std::unordered_map<std::string, ItemRole, TextHash, std::equal_to<>> roles; // by category "\n" item
+    std::string roleKey;
+    // Reused by plainTemplate.
+    struct Scratch {
+        std::vector<std::string_view> sorted;
+        std::vector<const NormalizedProperty*> seen;
+        std::vector<std::pair<std::string_view, const ItemRole*>> kept;
+        std::vector<std::string_view> lexical, inflectional, derivational, morphological;
+        // In the order of ItemRole::List.
+        std::vector<std::string_view>* const lists[4] = {&lexical, &inflectional, &derivational, &morphological};
+    } scratch;
+
+    const ItemRole* roleOf(std::string_view category, std::string_view item);
+    const SuffixEdit* suffixEditOfPath(const Morphology::ParadigmPath& path);
+    std::optional<FormTemplate> plainTemplate(const std::string& category, const std::vector<std::string>& listed,
+                                              const std::vector<std::string>& morphologicalProperties);
 
     const Shape& shapeOf(std::string_view key, std::string_view entryLine);
     Shape makeShape(std::string_view entryLine);
@@ -239,6 +383,143 @@ EntryLineExpander::EntryLineExpander(const PropertiesDefinitions& propertiesDefi
     : state_(std::make_unique<State>(propertiesDefinitions, paradigms)) {}
 
 EntryLineExpander::~EntryLineExpander() = default;
+
+// The role of `item` in a form of `category`, found by the same functions that
+// assemble a form line: normalize() for the exclusive check, and for an item
+// without "+" the parse of a line that holds the item alone for its list and
+// text (each item is classified on its own). Null when that parse fails.
+const ItemRole* EntryLineExpander::State::roleOf(std::string_view category, std::string_view item) {
+    roleKey.assign(category).append(1, '\n').append(item);
+    if (const auto found = roles.find(roleKey); found != roles.end()) return &found->second;
+    ItemRole role;
+    role.normalized = normalize(category, item, &definitions);
+    const std::vector<std::string>& exclusiveNames = definitions.exclusivePropertyNames;
+    role.exclusive = std::any_of(exclusiveNames.begin(), exclusiveNames.end(),
+                                 [&](const std::string& name) { return canonicallyEqual(name, role.normalized.name); });
+    if (item.find('+') != std::string_view::npos) return &roles.emplace(roleKey, std::move(role)).first->second;
+    role.classified = true;
+    std::string itemLine;
+    itemLine.append(placeholderWordForm).append(1, ',').append(category).append(1, '+').append(item);
+    const std::optional<ALU> alone = ALU::init(itemLine, &definitions);
+    if (!alone) return nullptr;
+    const std::pair<const std::vector<std::string>*, ItemRole::List> lists[] = {
+        {&alone->lexicalProperties, ItemRole::List::lexical},
+        {&alone->flxParadigms, ItemRole::List::inflectional},
+        {&alone->drvParadigms, ItemRole::List::derivational},
+        {&alone->morphologicalProperties, ItemRole::List::morphological}};
+    std::size_t placed = 0;
+    for (const auto& [list, kind] : lists) {
+        if (list->empty()) continue;
+        placed += list->size();
+        role.list = kind;
+        role.text = list->front();
+    }
+    if (placed != 1) return nullptr;
+    return &roles.emplace(roleKey, std::move(role)).first->second;
+}
+
+// makeTemplate() for a plain category and plain items, without writing the
+// line out and parsing it again: the listed items in canonical order without
+// repeats, after the morphological ones, each exclusive name checked as
+// Morphology::addCategoryAndAllProperties does; then the words of the kept
+// items without repeats, classified, and each list sorted as ALU::init and
+// ALU::description do. Absent when an input is not plain.
+std::optional<FormTemplate> EntryLineExpander::State::plainTemplate(
+    const std::string& category, const std::vector<std::string>& listed,
+    const std::vector<std::string>& morphologicalProperties) {
+    if (!isPlainCategory(category)) return std::nullopt;
+    // Bounded; cleared only here, since the roles found below are used by
+    // reference until the template is written.
+    if (roles.size() > rolesLimit) roles.clear();
+    for (const auto* items : {&listed, &morphologicalProperties}) {
+        if (!std::all_of(items->begin(), items->end(), [](const std::string& item) { return isPlainItem(item); }))
+            return std::nullopt;
+    }
+    std::vector<std::string_view>& sorted = scratch.sorted;
+    sorted.assign(listed.begin(), listed.end());
+    sortCanonically(sorted, true);
+
+    // The reverse command's item has a name of its own: it is never exclusive
+    // with another item, and is kept.
+    FormTemplate formTemplate;
+    auto& seen = scratch.seen;
+    auto& kept = scratch.kept;
+    seen.clear();
+    kept.clear();
+    const auto keep = [&](std::string_view item) {
+        const ItemRole* role = roleOf(category, item);
+        if (role == nullptr) return false;
+        if (role->exclusive) {
+            const auto same = std::find_if(seen.begin(), seen.end(), [&](const NormalizedProperty* other) {
+                return canonicallyEqual(other->name, role->normalized.name);
+            });
+            if (same != seen.end()) {
+                if (!canonicallyEqual((*same)->value, role->normalized.value)) formTemplate.inconsistent = true;
+                return true;
+            }
+            seen.push_back(&role->normalized);
+        }
+        // Each word of the item is an item of the printed line.
+        std::size_t begin = 0;
+        while (true) {
+            const std::size_t plus = item.find('+', begin);
+            const std::string_view word = item.substr(begin, plus == std::string_view::npos ? plus : plus - begin);
+            const ItemRole* wordRole = word.size() == item.size() ? role : roleOf(category, word);
+            if (wordRole == nullptr || !wordRole->classified) return false;
+            kept.emplace_back(word, wordRole);
+            if (plus == std::string_view::npos) return true;
+            begin = plus + 1;
+        }
+    };
+    for (const std::string& item : morphologicalProperties) {
+        if (!keep(item)) return std::nullopt;
+        if (formTemplate.inconsistent) return formTemplate;
+    }
+    for (const std::string_view item : sorted) {
+        if (!keep(item)) return std::nullopt;
+        if (formTemplate.inconsistent) return formTemplate;
+    }
+
+    // Plain words are ASCII: canonical order is byte order.
+    insertionSort(kept, [](const auto& a, const auto& b) { return a.first < b.first; });
+    kept.erase(std::unique(kept.begin(), kept.end(), [](const auto& a, const auto& b) { return a.first == b.first; }),
+               kept.end());
+    constexpr std::string_view placeholderItem = "_LEX=\"<E>\"";
+    for (auto* list : scratch.lists) list->clear();
+    scratch.lexical.push_back(placeholderItem);
+    for (const auto& [word, role] : kept) scratch.lists[static_cast<std::size_t>(role->list)]->push_back(role->text);
+    for (auto* list : {&scratch.lexical, &scratch.morphological}) sortCanonically(*list, true);
+    for (auto* list : {&scratch.inflectional, &scratch.derivational}) sortCanonically(*list, false);
+
+    std::string* out = &formTemplate.beforeReverse;
+    out->append(category);
+    for (const std::string_view text : scratch.lexical) {
+        out->append(1, '+');
+        if (text.data() == placeholderItem.data()) {
+            out->append(lexItemOpening);
+            out = &formTemplate.afterReverse;
+            out->append(1, '"');
+            continue;
+        }
+        out->append(text);
+    }
+    for (const std::string_view text : scratch.inflectional) out->append("+FLX=").append(text);
+    for (const std::string_view text : scratch.derivational) out->append("+DRV=").append(text);
+    for (const std::string_view text : scratch.morphological) out->append(1, '+').append(text);
+    return formTemplate;
+}
+
+// The suffix edit of the command of `path`, found once per path (the paths
+// belong to the expander and live as long as it does); null for none.
+const SuffixEdit* EntryLineExpander::State::suffixEditOfPath(const Morphology::ParadigmPath& path) {
+    auto found = suffixEdits.find(&path);
+    if (found == suffixEdits.end()) {
+        std::optional<SuffixEdit> edit;
+        if (path.command) edit = suffixEditOf(*path.command);
+        found = suffixEdits.emplace(&path, std::move(edit)).first;
+    }
+    return found->second ? &*found->second : nullptr;
+}
 
 const Shape& EntryLineExpander::State::shapeOf(std::string_view key, std::string_view entryLine) {
     if (const auto found = shapes.find(key); found != shapes.end()) return found->second;
@@ -263,7 +544,8 @@ Shape EntryLineExpander::State::makeShape(std::string_view entryLine) {
 
     const ALU& entry = shape.alu;
     const auto add = [&](const std::string& category, const std::vector<std::string>& listed) {
-        std::optional<FormTemplate> formTemplate = makeTemplate(category, listed, entry.morphologicalProperties, definitions);
+        std::optional<FormTemplate> formTemplate = plainTemplate(category, listed, entry.morphologicalProperties);
+        if (!formTemplate) formTemplate = makeTemplate(category, listed, entry.morphologicalProperties, definitions);
         if (!formTemplate) return false;
         shape.bytes += sizeof(FormTemplate) + formTemplate->beforeReverse.size() + formTemplate->afterReverse.size();
         shape.templates.push_back(std::move(*formTemplate));
@@ -272,26 +554,39 @@ Shape EntryLineExpander::State::makeShape(std::string_view entryLine) {
     for (const Morphology::ParadigmPaths* inflection : shape.paradigms.inflections) {
         for (const Morphology::ParadigmPath& path : *inflection) {
             if (!path.command || !add(entry.category, inflectedFormProperties(entry, path.properties))) return shape;
-            shape.templates.back().suffixEdit = suffixEditOf(*path.command);
-            if (shape.templates.back().suffixEdit)
-                shape.suffixDeletions = std::max(shape.suffixDeletions, shape.templates.back().suffixEdit->deletions);
+            const SuffixEdit* edit = suffixEditOfPath(path);
+            shape.templates.back().edit = edit;
+            if (edit != nullptr) shape.suffixDeletions = std::max(shape.suffixDeletions, edit->deletions);
         }
     }
     for (const EntryExpander::DerivationParadigms& derivation : shape.paradigms.derivations) {
+        bool bySuffixEdits = true;
+        std::size_t derivedDeletions = 0;
         for (const Morphology::ParadigmPath& path : *derivation.derivation) {
             if (!path.derivedInformation) return shape;
             const LexicalInformation& derived = *path.derivedInformation;
+            const SuffixEdit* derivationEdit = suffixEditOfPath(path);
+            if (derivationEdit == nullptr || !derivationEdit->typedSuitsDerivation) bySuffixEdits = false;
+            else shape.suffixDeletions = std::max(shape.suffixDeletions, derivationEdit->deletions);
             if (derivation.inflection == nullptr) {
                 if (!add(derived.category, derivedFormProperties(entry, derived.category, derived.properties, nullptr)))
                     return shape;
+                shape.templates.back().derivationEdit = derivationEdit;
                 continue;
             }
             for (const Morphology::ParadigmPath& inflectionPath : *derivation.inflection) {
                 if (!add(derived.category, derivedFormProperties(entry, derived.category, derived.properties,
                                                                  &inflectionPath.properties)))
                     return shape;
+                const SuffixEdit* edit = suffixEditOfPath(inflectionPath);
+                shape.templates.back().derivationEdit = derivationEdit;
+                shape.templates.back().edit = edit;
+                if (edit == nullptr) bySuffixEdits = false;
+                else derivedDeletions = std::max(derivedDeletions, edit->deletions);
             }
         }
+        shape.derivationBySuffixEdits.push_back(bySuffixEdits);
+        shape.derivedSuffixDeletions.push_back(derivedDeletions);
     }
     shape.assembled = true;
     return shape;
@@ -304,25 +599,16 @@ bool EntryLineExpander::State::editForms(const Shape& shape, std::string_view le
     forms.resize(shape.templates.size());
     std::size_t index = 0;
 
-    // Where the last k scalars begin, for the suffix edits.
-    const bool suffixEdits = shape.suffixDeletions == 0 ? isValidUtf8(lemma) : suitsSuffixEdits(lemma);
-    if (suffixEdits) {
-        tailStarts.clear();
-        tailStarts.push_back(lemma.size());
-        std::size_t position = lemma.size();
-        while (tailStarts.size() <= shape.suffixDeletions && position > 0) {
-            do --position;
-            while (position > 0 && (static_cast<unsigned char>(lemma[position]) & 0xC0) == 0x80);
-            tailStarts.push_back(position);
-        }
-    }
+    const bool lemmaSuits = suitsSuffixEdits(lemma);
+    const bool suffixEdits = shape.suffixDeletions == 0 ? isValidUtf8(lemma) : lemmaSuits;
+    if (suffixEdits) findTailStarts(lemma, shape.suffixDeletions, tailStarts);
 
     for (const Morphology::ParadigmPaths* inflection : shape.paradigms.inflections) {
         for (const Morphology::ParadigmPath& path : *inflection) {
             const FormTemplate& formTemplate = shape.templates[index];
             EditedForm& form = forms[index++];
-            if (suffixEdits && formTemplate.suffixEdit) {
-                const SuffixEdit& edit = *formTemplate.suffixEdit;
+            if (suffixEdits && formTemplate.edit != nullptr) {
+                const SuffixEdit& edit = *formTemplate.edit;
                 if (edit.deletions >= tailStarts.size()) return false; // more than the lemma holds
                 const std::size_t cut = tailStarts[edit.deletions];
                 form.wordForm.assign(lemma.substr(0, cut)).append(edit.typed);
@@ -336,14 +622,55 @@ bool EntryLineExpander::State::editForms(const Shape& shape, std::string_view le
             form.reverseCommand = std::move(edited->reverseCommand);
         }
     }
-    for (const EntryExpander::DerivationParadigms& derivation : shape.paradigms.derivations) {
-        std::optional<Morphology::Derivation> derived =
-            Morphology::deriveThenInflect(std::string(lemma), *derivation.derivation, derivation.inflection);
-        if (!derived || index + derived->wordForms.size() > forms.size()) return false;
-        for (std::size_t i = 0; i < derived->wordForms.size(); ++i) {
-            EditedForm& form = forms[index++];
-            form.wordForm = std::move(derived->wordForms[i]);
-            form.reverseCommand = std::move(derived->reverseCommands[i]);
+
+    std::optional<bool> lemmaSafe; // isSafeInReverseList(lemma), found when first needed
+    for (std::size_t d = 0; d < shape.paradigms.derivations.size(); ++d) {
+        const EntryExpander::DerivationParadigms& derivation = shape.paradigms.derivations[d];
+        bool bySuffixEdits = lemmaSuits && shape.derivationBySuffixEdits[d];
+        if (bySuffixEdits) {
+            if (!lemmaSafe) lemmaSafe = isSafeInReverseList(lemma);
+            bySuffixEdits = *lemmaSafe;
+        }
+        if (!bySuffixEdits) {
+            std::optional<Morphology::Derivation> derived =
+                Morphology::deriveThenInflect(std::string(lemma), *derivation.derivation, derivation.inflection);
+            if (!derived || index + derived->wordForms.size() > forms.size()) return false;
+            for (std::size_t i = 0; i < derived->wordForms.size(); ++i) {
+                EditedForm& form = forms[index++];
+                form.wordForm = std::move(derived->wordForms[i]);
+                form.reverseCommand = std::move(derived->reverseCommands[i]);
+            }
+            continue;
+        }
+        // Every character of the lemma and of what the derivation types is a
+        // character of its own that reads back as itself, and so is every
+        // character of the derived word form.
+        const std::size_t pathCount = derivation.inflection != nullptr ? derivation.inflection->size() : 1;
+        for (std::size_t p = 0; p < derivation.derivation->size(); ++p) {
+            const SuffixEdit& derivationEdit = *shape.templates[index].derivationEdit;
+            if (derivationEdit.deletions >= tailStarts.size()) return false;
+            const std::size_t cut = tailStarts[derivationEdit.deletions];
+            const std::string_view derivationDeleted = lemma.substr(cut);
+            derivedWordForm.assign(lemma.substr(0, cut)).append(derivationEdit.typed);
+            if (derivation.inflection == nullptr) {
+                EditedForm& form = forms[index++];
+                form.wordForm.assign(derivedWordForm);
+                form.reverseCommand.clear();
+                appendReverseOfSuffixEdit(form.reverseCommand, derivationEdit, derivationDeleted);
+                continue;
+            }
+            findTailStarts(derivedWordForm, shape.derivedSuffixDeletions[d], derivedTailStarts);
+            for (std::size_t i = 0; i < pathCount; ++i) {
+                const SuffixEdit& edit = *shape.templates[index].edit;
+                EditedForm& form = forms[index++];
+                if (edit.deletions >= derivedTailStarts.size()) return false;
+                const std::size_t derivedCut = derivedTailStarts[edit.deletions];
+                form.wordForm.assign(std::string_view(derivedWordForm).substr(0, derivedCut)).append(edit.typed);
+                form.reverseCommand.clear();
+                appendReverseOfDerivedSuffixEdits(form.reverseCommand, edit,
+                                                  std::string_view(derivedWordForm).substr(derivedCut), derivationEdit,
+                                                  derivationDeleted);
+            }
         }
     }
     return index == forms.size();
