@@ -599,9 +599,23 @@ bool EntryLineExpander::State::editForms(const Shape& shape, std::string_view le
     forms.resize(shape.templates.size());
     std::size_t index = 0;
 
+    // Suffix edits delete characters: the lemma's last characters are its
+    // last scalars when each scalar is a character, else they are found as
+    // the editor finds them.
     const bool lemmaSuits = suitsSuffixEdits(lemma);
-    const bool suffixEdits = shape.suffixDeletions == 0 ? isValidUtf8(lemma) : lemmaSuits;
-    if (suffixEdits) findTailStarts(lemma, shape.suffixDeletions, tailStarts);
+    bool suffixEdits = lemmaSuits;
+    if (lemmaSuits) {
+        findTailStarts(lemma, shape.suffixDeletions, tailStarts);
+    } else if (isValidUtf8(lemma) && (shape.suffixDeletions == 0 || lemma.find('<') == std::string_view::npos)) {
+        suffixEdits = true;
+        tailStarts.clear();
+        tailStarts.push_back(lemma.size());
+        if (shape.suffixDeletions > 0) {
+            const std::vector<std::string_view> characters = graphemeClusterViews(lemma);
+            for (std::size_t k = characters.size(); k-- > 0 && tailStarts.size() <= shape.suffixDeletions;)
+                tailStarts.push_back(static_cast<std::size_t>(characters[k].data() - lemma.data()));
+        }
+    }
 
     for (const Morphology::ParadigmPaths* inflection : shape.paradigms.inflections) {
         for (const Morphology::ParadigmPath& path : *inflection) {

@@ -274,22 +274,41 @@ bool isUppercaseCharacter(std::string_view character) {
 // ---- Lines and trimming ---------------------------------------------------
 
 std::vector<std::string_view> splitAtNewlines(std::string_view text) {
+    // A byte scan finds the same separators as decoding scalar by scalar: the
+    // bytes 0x0A to 0x0D, and the lead bytes 0xC2 and 0xE2 of U+0085, U+2028
+    // and U+2029, are never part of another scalar, malformed or not.
     std::vector<std::string_view> pieces;
     std::size_t pieceBegin = 0;
-    std::size_t position = 0;
-    while (position < text.size()) {
-        const std::size_t scalarBegin = position;
-        const char32_t scalar = decodeScalar(text, position);
-        if (isNewline(scalar)) {
-            pieces.push_back(text.substr(pieceBegin, scalarBegin - pieceBegin));
-            pieceBegin = position;
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    for (std::size_t position = 0; position < text.size(); ++position) {
+        const unsigned char lead = byte(position);
+        std::size_t length = 0;
+        if (lead >= 0x0A && lead <= 0x0D) {
+            length = 1;
+        } else if (lead == 0xC2) {
+            if (position + 1 < text.size() && byte(position + 1) == 0x85) length = 2;
+        } else if (lead == 0xE2) {
+            if (position + 2 < text.size() && byte(position + 1) == 0x80 &&
+                (byte(position + 2) == 0xA8 || byte(position + 2) == 0xA9))
+                length = 3;
         }
+        if (length == 0) continue;
+        pieces.push_back(text.substr(pieceBegin, position - pieceBegin));
+        position += length - 1;
+        pieceBegin = position + 1;
     }
     if (pieceBegin < text.size()) pieces.push_back(text.substr(pieceBegin));
     return pieces;
 }
 
 std::string_view trim(std::string_view text, bool (*inClass)(char32_t)) {
+    // Both ends ASCII and outside the class: nothing to remove (an ASCII byte
+    // is always a scalar of its own).
+    if (!text.empty()) {
+        const auto first = static_cast<unsigned char>(text.front());
+        const auto last = static_cast<unsigned char>(text.back());
+        if (first < 0x80 && last < 0x80 && !inClass(first) && !inClass(last)) return text;
+    }
     std::size_t begin = text.size();
     std::size_t end = 0;
     std::size_t position = 0;
