@@ -67,17 +67,22 @@ std::vector<std::string> derivedFormProperties(const ALU& alu, const std::string
     return listed;
 }
 
-std::optional<std::vector<std::string>> loadDictionary(const std::string& path) {
-    const std::optional<std::string> text = readUtf8File(path);
-    if (!text) return std::nullopt;
-    std::vector<std::string> lines;
-    for (const std::string_view line : splitAtNewlines(*text)) {
+std::vector<std::string_view> significantLines(std::string_view text) {
+    std::vector<std::string_view> lines;
+    for (const std::string_view line : splitAtNewlines(text)) {
         const std::string_view trimmed = trimWhiteSpaceAndNewlines(line);
         if (trimmed.empty()) continue;
         if (trimmed.front() == '#' && !trimmed.starts_with(grammarReferencePrefix)) continue;
-        lines.emplace_back(line);
+        lines.push_back(line);
     }
     return lines;
+}
+
+std::optional<std::vector<std::string>> loadDictionary(const std::string& path) {
+    const std::optional<std::string> text = readUtf8File(path);
+    if (!text) return std::nullopt;
+    const std::vector<std::string_view> lines = significantLines(*text);
+    return std::vector<std::string>(lines.begin(), lines.end());
 }
 
 // ---- EntryExpander -----------------------------------------------------------

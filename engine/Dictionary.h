@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ALU.h"
@@ -19,6 +20,9 @@ namespace lexpand {
 // are dropped. Absent when the file does not exist or is not UTF-8; an empty
 // array for a file without significant lines.
 std::optional<std::vector<std::string>> loadDictionary(const std::string& path);
+
+// The same lines of the dictionary text `text`, as views into it.
+std::vector<std::string_view> significantLines(std::string_view text);
 
 // Every form of one entry: three parallel lists, one element per form.
 struct EntryForms {

@@ -11,6 +11,7 @@
 
 #include "Dictionary.h"
 #include "Morphology.h"
+#include "TextServices.h"
 #include "TextualGrammar.h"
 
 namespace lexpand {
@@ -55,15 +56,15 @@ bool isSkippedLine(std::string_view line) { return line.empty() || line.front() 
 
 DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& path) {
     MGFSA accumulated(LinguisticLevel::orthographic);
-    const std::optional<std::vector<std::string>> lines = loadDictionary(path);
-    if (!lines) return refusal("Cannot load dictionary " + path);
+    const std::optional<std::string> text = readUtf8File(path);
+    if (!text) return refusal("Cannot load dictionary " + path);
 
     std::optional<std::string> resourceDirectory; // computed on the first "#use" line
-    for (const std::string& line : *lines) {
+    for (const std::string_view line : significantLines(*text)) {
         if (line.compare(0, grammarReferencePrefix.size(), grammarReferencePrefix) != 0) continue;
         if (!resourceDirectory) resourceDirectory = resourceDirectoryOf(path);
         // The name is kept exactly as written, inner and trailing spaces included.
-        const std::string name = line.substr(grammarReferencePrefix.size());
+        const std::string name(line.substr(grammarReferencePrefix.size()));
         const std::string grammarPath = appendPathComponent(*resourceDirectory, name);
 
         const std::optional<std::string> text = loadGrammar(grammarPath);
@@ -85,14 +86,14 @@ DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& pa
 std::optional<std::int64_t> inflectAndDeriveDictionary(const std::string& dictionaryPath,
                                                        const PropertiesDefinitions& propertiesDefinitions,
                                                        const MGFSA& morphologicalParadigms, LineSink& sink) {
-    const std::optional<std::vector<std::string>> lines = loadDictionary(dictionaryPath);
-    if (!lines) return std::nullopt;
+    const std::optional<std::string> text = readUtf8File(dictionaryPath);
+    if (!text) return std::nullopt;
 
     // Paradigms are compiled and explored once for the whole dictionary, and
     // the lines of each entry shape assembled once.
     EntryLineExpander expander(propertiesDefinitions, morphologicalParadigms);
     std::int64_t count = 0;
-    for (const std::string& line : *lines) {
+    for (const std::string_view line : significantLines(*text)) {
         if (isSkippedLine(line)) continue; // comments, and the "#use " lines
         const std::optional<std::int64_t> sent = expander.expand(line, sink);
         if (!sent) return std::nullopt;
