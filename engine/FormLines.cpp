@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
+#include <limits>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -181,10 +183,20 @@ bool suitsSuffixEdits(std::string_view lemma) {
 // One form's line without its word form and reverse command: `beforeReverse`
 // runs from the category to the opening quote of the "_LEX" item,
 // `afterReverse` from its closing quote to the end.
-struct FormTemplate {
+struct LineTemplate {
     bool inconsistent = false;
     std::string beforeReverse;
     std::string afterReverse;
+};
+
+// A line template as a shape keeps it: its two texts are ranges of the
+// shape's one text buffer.
+struct FormTemplate {
+    bool inconsistent = false;
+    std::uint32_t beforeBegin = 0;
+    std::uint32_t beforeSize = 0;
+    std::uint32_t afterBegin = 0;
+    std::uint32_t afterSize = 0;
     // The suffix edits of the form's paths, when its commands are such:
     // `edit` for the inflection, `derivationEdit` for a derivation.
     const SuffixEdit* edit = nullptr;
@@ -217,7 +229,7 @@ bool mentionsLexItem(const std::string& item) {
 // whatever it holds besides quotes and backslashes: it is read from a
 // separator, stays quoted to its closing quote, and sorts by its name alone,
 // since no other item mentions "_LEX" even in canonical form.
-std::optional<FormTemplate> makeTemplate(const std::string& category, const std::vector<std::string>& listed,
+std::optional<LineTemplate> makeTemplate(const std::string& category, const std::vector<std::string>& listed,
                                          const std::vector<std::string>& morphologicalProperties,
                                          const PropertiesDefinitions& definitions) {
     for (const auto* items : {&listed, &morphologicalProperties}) {
@@ -227,7 +239,7 @@ std::optional<FormTemplate> makeTemplate(const std::string& category, const std:
     const std::optional<std::string> categoryAndProperties =
         Morphology::addCategoryAndAllProperties(category, &morphologicalProperties, properties, definitions);
     if (!categoryAndProperties) return std::nullopt;
-    FormTemplate formTemplate;
+    LineTemplate formTemplate;
     if (*categoryAndProperties == inconsistentMarker) {
         formTemplate.inconsistent = true;
         return formTemplate;
@@ -320,10 +332,11 @@ struct ItemRole {
 
 // What every entry of one shape shares.
 struct Shape {
-    bool assembled = false; // every form has a template (else each entry goes form by form)
-    ALU alu;                // as parsed from the first entry of the shape; its lemma is not used
+    bool assembled = false;  // every form has a template (else each entry goes form by form)
+    bool echoesLine = false; // the entry has no inflectional paradigm: its line is printed first
     EntryExpander::EntryParadigms paradigms;
     std::vector<FormTemplate> templates; // one per form, in form order
+    std::string text;                    // the texts of the templates
     std::size_t suffixDeletions = 0;     // the most that a suffix edit deletes from the lemma
     // Per derivation: whether every form comes from suffix edits that suit
     // derivation, and the most that its inflection deletes.
@@ -370,7 +383,7 @@ struct EntryLineExpander::State {
 
     const ItemRole* roleOf(std::string_view category, std::string_view item);
     const SuffixEdit* suffixEditOfPath(const Morphology::ParadigmPath& path);
-    std::optional<FormTemplate> plainTemplate(const std::string& category, const std::vector<std::string>& listed,
+    std::optional<LineTemplate> plainTemplate(const std::string& category, const std::vector<std::string>& listed,
                                               const std::vector<std::string>& morphologicalProperties);
 
     const Shape& shapeOf(std::string_view key, std::string_view entryLine);
@@ -424,7 +437,7 @@ const ItemRole* EntryLineExpander::State::roleOf(std::string_view category, std:
 // Morphology::addCategoryAndAllProperties does; then the words of the kept
 // items without repeats, classified, and each list sorted as ALU::init and
 // ALU::description do. Absent when an input is not plain.
-std::optional<FormTemplate> EntryLineExpander::State::plainTemplate(
+std::optional<LineTemplate> EntryLineExpander::State::plainTemplate(
     const std::string& category, const std::vector<std::string>& listed,
     const std::vector<std::string>& morphologicalProperties) {
     if (!isPlainCategory(category)) return std::nullopt;
@@ -441,7 +454,7 @@ std::optional<FormTemplate> EntryLineExpander::State::plainTemplate(
 
     // The reverse command's item has a name of its own: it is never exclusive
     // with another item, and is kept.
-    FormTemplate formTemplate;
+    LineTemplate formTemplate;
     auto& seen = scratch.seen;
     auto& kept = scratch.kept;
     seen.clear();
@@ -537,18 +550,27 @@ Shape EntryLineExpander::State::makeShape(std::string_view entryLine) {
     if (!templatesAllowed) return shape;
     std::optional<ALU> alu = ALU::init(entryLine, &definitions);
     if (!alu) return shape;
-    shape.alu = std::move(*alu);
-    std::optional<EntryExpander::EntryParadigms> paradigms = expander.paradigmsOf(shape.alu);
+    const ALU& entry = *alu; // only what follows the lemma is used
+    shape.echoesLine = entry.flxParadigms.empty();
+    std::optional<EntryExpander::EntryParadigms> paradigms = expander.paradigmsOf(entry);
     if (!paradigms) return shape;
     shape.paradigms = std::move(*paradigms);
 
-    const ALU& entry = shape.alu;
     const auto add = [&](const std::string& category, const std::vector<std::string>& listed) {
-        std::optional<FormTemplate> formTemplate = plainTemplate(category, listed, entry.morphologicalProperties);
+        std::optional<LineTemplate> formTemplate = plainTemplate(category, listed, entry.morphologicalProperties);
         if (!formTemplate) formTemplate = makeTemplate(category, listed, entry.morphologicalProperties, definitions);
         if (!formTemplate) return false;
-        shape.bytes += sizeof(FormTemplate) + formTemplate->beforeReverse.size() + formTemplate->afterReverse.size();
-        shape.templates.push_back(std::move(*formTemplate));
+        constexpr std::size_t textLimit = std::numeric_limits<std::uint32_t>::max() / 2;
+        if (shape.text.size() + formTemplate->beforeReverse.size() + formTemplate->afterReverse.size() > textLimit)
+            return false;
+        FormTemplate& stored = shape.templates.emplace_back();
+        stored.inconsistent = formTemplate->inconsistent;
+        stored.beforeBegin = static_cast<std::uint32_t>(shape.text.size());
+        stored.beforeSize = static_cast<std::uint32_t>(formTemplate->beforeReverse.size());
+        shape.text += formTemplate->beforeReverse;
+        stored.afterBegin = static_cast<std::uint32_t>(shape.text.size());
+        stored.afterSize = static_cast<std::uint32_t>(formTemplate->afterReverse.size());
+        shape.text += formTemplate->afterReverse;
         return true;
     };
     for (const Morphology::ParadigmPaths* inflection : shape.paradigms.inflections) {
@@ -589,6 +611,9 @@ Shape EntryLineExpander::State::makeShape(std::string_view entryLine) {
         shape.derivedSuffixDeletions.push_back(derivedDeletions);
     }
     shape.assembled = true;
+    shape.text.shrink_to_fit();
+    shape.templates.shrink_to_fit();
+    shape.bytes = shape.text.size() + shape.templates.size() * sizeof(FormTemplate);
     return shape;
 }
 
@@ -733,7 +758,7 @@ std::optional<std::int64_t> EntryLineExpander::expand(std::string_view line, Lin
             return state.expandFormByForm(line, sink);
     }
 
-    if (shape.alu.flxParadigms.empty()) sink.printLine(line);
+    if (shape.echoesLine) sink.printLine(line);
     std::int64_t count = 0;
     for (std::size_t i = 0; i < shape.templates.size(); ++i) {
         const FormTemplate& formTemplate = shape.templates[i];
@@ -741,9 +766,9 @@ std::optional<std::int64_t> EntryLineExpander::expand(std::string_view line, Lin
         const EditedForm& form = state.forms[i];
         state.line.assign(form.wordForm)
             .append(1, ',')
-            .append(formTemplate.beforeReverse)
+            .append(shape.text, formTemplate.beforeBegin, formTemplate.beforeSize)
             .append(form.reverseCommand)
-            .append(formTemplate.afterReverse);
+            .append(shape.text, formTemplate.afterBegin, formTemplate.afterSize);
         sink.printLine(state.line);
         ++count;
     }
