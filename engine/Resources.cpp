@@ -52,6 +52,21 @@ DictionaryGrammars refusal(std::string message) { return DictionaryGrammars{std:
 // keeps; it drops every other line that begins with "#").
 bool isSkippedLine(std::string_view line) { return line.empty() || line.front() == '#'; }
 
+// The lines of `text` that begin with "#use " and name something, in order:
+// the significant lines that name grammars, found by searching for the prefix at the start
+// of a line rather than by splitting every line.
+std::vector<std::string_view> grammarReferenceLines(std::string_view text) {
+    std::vector<std::string_view> lines;
+    for (std::size_t found = text.find(grammarReferencePrefix); found != std::string_view::npos;
+         found = text.find(grammarReferencePrefix, found + 1)) {
+        if (!startsLine(text, found)) continue;
+        const std::string_view line = firstLine(text.substr(found));
+        // A line of nothing but "#use" and white space is a comment.
+        if (trimWhiteSpaceAndNewlines(line).starts_with(grammarReferencePrefix)) lines.push_back(line);
+    }
+    return lines;
+}
+
 } // namespace
 
 DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& path) {
@@ -60,8 +75,7 @@ DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& pa
     if (!text) return refusal("Cannot load dictionary " + path);
 
     std::optional<std::string> resourceDirectory; // computed on the first "#use" line
-    for (const std::string_view line : significantLines(*text)) {
-        if (line.compare(0, grammarReferencePrefix.size(), grammarReferencePrefix) != 0) continue;
+    for (const std::string_view line : grammarReferenceLines(*text)) {
         if (!resourceDirectory) resourceDirectory = resourceDirectoryOf(path);
         // The name is kept exactly as written, inner and trailing spaces included.
         const std::string name(line.substr(grammarReferencePrefix.size()));

@@ -11,6 +11,10 @@
 #include <unicode/unistr.h>
 #include <unicode/utext.h>
 
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -145,6 +149,14 @@ std::string toUtf8(const icu::UnicodeString& text) {
 bool isValidUtf8(std::string_view text) {
     std::size_t position = 0;
     while (position < text.size()) {
+        // Eight ASCII bytes at a time.
+        while (position + 8 <= text.size()) {
+            std::uint64_t word;
+            std::memcpy(&word, text.data() + position, sizeof word);
+            if ((word & 0x8080808080808080u) != 0) break;
+            position += 8;
+        }
+        if (position >= text.size()) break;
         if (static_cast<unsigned char>(text[position]) < 0x80) {
             ++position;
             continue;
@@ -273,25 +285,30 @@ bool isUppercaseCharacter(std::string_view character) {
 
 // ---- Lines and trimming ---------------------------------------------------
 
+namespace {
+
+// The length of the new-line scalar that starts at `position`, or 0. A byte
+// scan finds the same separators as decoding scalar by scalar: the bytes 0x0A
+// to 0x0D, and the lead bytes 0xC2 and 0xE2 of U+0085, U+2028 and U+2029, are
+// never part of another scalar, malformed or not.
+std::size_t newlineLength(std::string_view text, std::size_t position) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byte(position);
+    if (lead >= 0x0A && lead <= 0x0D) return 1;
+    if (lead == 0xC2) return position + 1 < text.size() && byte(position + 1) == 0x85 ? 2 : 0;
+    if (lead == 0xE2 && position + 2 < text.size() && byte(position + 1) == 0x80 &&
+        (byte(position + 2) == 0xA8 || byte(position + 2) == 0xA9))
+        return 3;
+    return 0;
+}
+
+} // namespace
+
 std::vector<std::string_view> splitAtNewlines(std::string_view text) {
-    // A byte scan finds the same separators as decoding scalar by scalar: the
-    // bytes 0x0A to 0x0D, and the lead bytes 0xC2 and 0xE2 of U+0085, U+2028
-    // and U+2029, are never part of another scalar, malformed or not.
     std::vector<std::string_view> pieces;
     std::size_t pieceBegin = 0;
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     for (std::size_t position = 0; position < text.size(); ++position) {
-        const unsigned char lead = byte(position);
-        std::size_t length = 0;
-        if (lead >= 0x0A && lead <= 0x0D) {
-            length = 1;
-        } else if (lead == 0xC2) {
-            if (position + 1 < text.size() && byte(position + 1) == 0x85) length = 2;
-        } else if (lead == 0xE2) {
-            if (position + 2 < text.size() && byte(position + 1) == 0x80 &&
-                (byte(position + 2) == 0xA8 || byte(position + 2) == 0xA9))
-                length = 3;
-        }
+        const std::size_t length = newlineLength(text, position);
         if (length == 0) continue;
         pieces.push_back(text.substr(pieceBegin, position - pieceBegin));
         position += length - 1;
@@ -299,6 +316,22 @@ std::vector<std::string_view> splitAtNewlines(std::string_view text) {
     }
     if (pieceBegin < text.size()) pieces.push_back(text.substr(pieceBegin));
     return pieces;
+}
+
+std::string_view firstLine(std::string_view text) {
+    for (std::size_t position = 0; position < text.size(); ++position) {
+        if (newlineLength(text, position) != 0) return text.substr(0, position);
+    }
+    return text;
+}
+
+bool startsLine(std::string_view text, std::size_t position) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    if (position == 0) return true;
+    if (byte(position - 1) >= 0x0A && byte(position - 1) <= 0x0D) return true;
+    if (position >= 2 && byte(position - 2) == 0xC2 && byte(position - 1) == 0x85) return true;
+    return position >= 3 && byte(position - 3) == 0xE2 && byte(position - 2) == 0x80 &&
+           (byte(position - 1) == 0xA8 || byte(position - 1) == 0xA9);
 }
 
 std::string_view trim(std::string_view text, bool (*inClass)(char32_t)) {
@@ -394,11 +427,18 @@ std::optional<std::string> readUtf8File(const std::string& path) {
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
     if (!file) return std::nullopt;
     std::string content;
-    char buffer[1 << 16];
+    // Read into place: the size a regular file announces first, then
+    // whatever it turns out to hold.
+    struct stat status {};
+    if (::fstat(::fileno(file.get()), &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
+        content.reserve(static_cast<std::size_t>(status.st_size) + 1);
     for (;;) {
-        const std::size_t count = std::fread(buffer, 1, sizeof buffer, file.get());
-        content.append(buffer, count);
-        if (count < sizeof buffer) break;
+        const std::size_t before = content.size();
+        const std::size_t room = std::max<std::size_t>(content.capacity() - before, std::size_t{1} << 16);
+        content.resize(before + room);
+        const std::size_t count = std::fread(content.data() + before, 1, room, file.get());
+        content.resize(before + count);
+        if (count < room) break;
     }
     if (std::ferror(file.get())) return std::nullopt; // a directory, for instance
     if (!isValidUtf8(content)) return std::nullopt;

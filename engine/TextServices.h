@@ -85,6 +85,14 @@ bool isUppercaseCharacter(std::string_view character);
 // no piece. The pieces are views into `text`.
 std::vector<std::string_view> splitAtNewlines(std::string_view text);
 
+// The first piece that splitAtNewlines would give (all of `text` when it holds
+// no separator).
+std::string_view firstLine(std::string_view text);
+
+// True when a piece of splitAtNewlines(text) begins at byte `position`: the
+// start of the text, or right after a separator.
+bool startsLine(std::string_view text, std::size_t position);
+
 // Removes the scalars for which `inClass` is true from both ends of `text`.
 std::string_view trim(std::string_view text, bool (*inClass)(char32_t));
 
