@@ -10,22 +10,44 @@
 # placeholder @CASE_DIR@, which stands for the physical absolute path of the
 # case folder (symbolic links resolved, as the process sees its current
 # directory); it is replaced before the comparison.
+#
+# Inputs too large to keep in the repository are made at test time. A case
+# folder may hold an executable `prepare`; it is run first, from inside the
+# case folder, with one argument: an empty scratch directory, removed when
+# the case ends, into which it writes what it makes. In `args` and
+# `expected_stdout`, the placeholder @SCRATCH_DIR@ stands for that directory.
+# If `prepare` writes a file `expected_stdout` into the scratch directory,
+# that file is the expected output, in place of the case folder's (placeholders
+# replaced the same way). A failing `prepare` fails the case.
 set -u
 lexpand=$1
 case_dir=$(cd "$2" && pwd -P) || exit 1
 cd "$case_dir" || exit 1
+scratch_dir=$(mktemp -d) || exit 1
+actual_stdout=$(mktemp); actual_stderr=$(mktemp); expected_stdout=$(mktemp)
+trap 'rm -rf "$scratch_dir"; rm -f "$actual_stdout" "$actual_stderr" "$expected_stdout"' EXIT
+
+expected_source=expected_stdout
+if [ -e prepare ]; then
+  if ! ./prepare "$scratch_dir" >"$actual_stderr" 2>&1; then
+    echo "prepare failed:"; head -n 20 "$actual_stderr"; exit 1
+  fi
+  [ -f "$scratch_dir/expected_stdout" ] && expected_source=$scratch_dir/expected_stdout
+fi
+
 args=()
 if [ -f args ]; then
-  while IFS= read -r line || [ -n "$line" ]; do args+=("$line"); done < args
+  while IFS= read -r line || [ -n "$line" ]; do
+    args+=("${line//@SCRATCH_DIR@/"$scratch_dir"}")
+  done < args
 fi
-actual_stdout=$(mktemp); actual_stderr=$(mktemp); expected_stdout=$(mktemp)
-trap 'rm -f "$actual_stdout" "$actual_stderr" "$expected_stdout"' EXIT
 
-# The expected bytes, placeholder replaced; the trailing "x" keeps final line
-# feeds through the command substitution.
-expected=$(cat expected_stdout; printf x)
-expected=${expected%x}
-printf '%s' "${expected//@CASE_DIR@/"$case_dir"}" >"$expected_stdout"
+# The expected bytes, placeholders replaced; sed keeps every byte (NUL bytes
+# and a missing final line feed included).
+sed_replacement() { printf '%s' "$1" | sed 's/[\\&|]/\\&/g'; }
+sed -e "s|@CASE_DIR@|$(sed_replacement "$case_dir")|g" \
+    -e "s|@SCRATCH_DIR@|$(sed_replacement "$scratch_dir")|g" \
+    "$expected_source" >"$expected_stdout"
 
 "$lexpand" "${args[@]}" >"$actual_stdout" 2>"$actual_stderr"
 status=$?
@@ -33,7 +55,7 @@ expected_status=$(cat expected_status)
 ok=1
 if ! cmp -s "$actual_stdout" "$expected_stdout"; then
   echo "stdout differs from expected_stdout (< expected, > actual):"
-  diff "$expected_stdout" "$actual_stdout" | head -n 40; ok=0
+  diff -a "$expected_stdout" "$actual_stdout" | head -n 40 | cut -c 1-200; ok=0
 fi
 if [ "$status" != "$expected_status" ]; then
   echo "exit status $status, expected $expected_status"; ok=0
