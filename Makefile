@@ -72,4 +72,4 @@ bench: bench-deps
 	HUNSPELL2LEXPAND="$(HUNSPELL2LEXPAND)" bench/run.sh $(BENCH_DIR)
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(BENCH_DIR)
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(BENCH_DIR) build-profile
