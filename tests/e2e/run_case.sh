@@ -11,6 +11,7 @@
 # case folder (symbolic links resolved, as the process sees its current
 # directory); it is replaced before the comparison.
 set -u
+unset LEXPAND_TIMINGS # its report on standard error is not part of a case
 lexpand=$1
 case_dir=$(cd "$2" && pwd -P) || exit 1
 cd "$case_dir" || exit 1
