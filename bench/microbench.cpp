@@ -188,14 +188,15 @@ BENCHMARK(BM_AddCategoryAndAllProperties)->Arg(0)->Arg(1)->ArgName("large_def");
 // derivation that changes the category and a multi-word paradigm.
 constexpr std::string_view paradigmGrammar =
     "NB = <E>/s | s/p ;\n"
-    "CASES = <E>/Nom | a/Gen | u/Dat | om/Ins | e/Loc ;\n"
+    "LOC2 = u/Loc2 ;\n"
+    "CASES = <E>/Nom | a/Gen | u/Dat | om/Ins | e/Loc | :LOC2 ;\n"
     "NOUN_CASES = :CASES | <B>i/p+Nom | <B>ov/p+Gen | <B>am/p+Dat | <B>ami/p+Ins | <B>ax/p+Loc ;\n"
     "NOUN_FULL = :NOUN_CASES | <B2>\xD0\xB8\xD0\xB9/Dim | <L><B>o<R>/Irr ;\n"
     "VERB_BASE = <E>/INF | s/PR3S | ing/ING ;\n"
     "VERB = :VERB_BASE | ed/PT | ed/PP ;\n"
     "VERB_DOUBLE = :VERB_BASE | <D>ed/PT | <D>ed/PP ;\n"
     "ER = er/N+Agent+InitialCategory=V ;\n"
-    "MW = <E>/s | <PW>s/p | <N><RW>s/p ;\n";
+    "MW = <E>/s | <PW>s/p | <PW>s<N><RW>s/p+Both ;\n";
 
 MGFSA determinizedGrammar(std::string_view text) {
     MGFSA grammar = require(textualGrammarToMgfsa(text, LinguisticLevel::orthographic), "a grammar");
@@ -204,8 +205,8 @@ MGFSA determinizedGrammar(std::string_view text) {
 }
 
 // Exploring one paradigm and preparing its paths (what the expansion caches
-// per paradigm value): a flat one (NB), calls two levels deep (VERB) and three
-// levels deep (NOUN_FULL).
+// per paradigm value): one without calls (NB), one call (VERB), and calls
+// nested three deep (NOUN_FULL -> NOUN_CASES -> CASES -> LOC2).
 void BM_ExploreParadigm(benchmark::State& state) {
     static const char* const names[] = {"NB", "VERB", "NOUN_FULL"};
     const std::string name = names[state.range(0)];
