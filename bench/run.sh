@@ -54,6 +54,7 @@ run_timed() {
 # run_piped OUT_FILE ARGS...: the wall-clock seconds of lexpand writing into a pipe.
 run_piped() {
   local out=$1; shift
+  # shellcheck disable=SC2016 # "$0" and "$@" belong to the inner shell
   /usr/bin/time -f '%e' -o "$out" sh -c '"$0" "$@" | cat >/dev/null' "$lexpand" "$@"
 }
 
