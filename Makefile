@@ -6,6 +6,9 @@
 
 BUILD_DIR    ?= build
 SANITIZE_DIR ?= build-sanitize
+BENCH_DIR    ?= build-bench
+# The converter of Hunspell dictionaries, beside the repository.
+HUNSPELL2LEXPAND ?= ../shared/tools/hunspell2lexpand.py
 JOBS         ?= $(shell nproc 2>/dev/null || echo 2)
 
 # Debian packages the build needs, with a file that shows each is present.
@@ -16,8 +19,12 @@ PACKAGES = g++:/usr/bin/g++ \
            libicu-dev:/usr/include/unicode/uchar.h \
            libgtest-dev:/usr/include/gtest/gtest.h \
            libbenchmark-dev:/usr/include/benchmark/benchmark.h
+# What `make bench` needs besides: the real lexicon, unmunch, /usr/bin/time.
+BENCH_PACKAGES = hunspell-ru:/usr/share/hunspell/ru_RU.dic \
+                 hunspell-tools:/usr/bin/unmunch \
+                 time:/usr/bin/time
 
-.PHONY: all deps build run test sanitize bench clean
+.PHONY: all deps build run test sanitize bench bench-deps clean
 
 all: build
 
@@ -54,8 +61,15 @@ sanitize: deps
 	cmake --build $(SANITIZE_DIR) -j $(JOBS)
 	cd $(SANITIZE_DIR) && ctest --output-on-failure -j $(JOBS)
 
-bench: build
-	bench/run.sh $(BUILD_DIR)
+bench-deps: deps
+	@$(MAKE) --no-print-directory deps PACKAGES="$(BENCH_PACKAGES)"
+
+# A Release build of its own with the micro-benchmarks, then the lexicons.
+bench: bench-deps
+	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DLEXPAND_BUILD_BENCH=ON -DLEXPAND_BUILD_TESTS=OFF
+	cmake --build $(BENCH_DIR) -j $(JOBS)
+	$(BENCH_DIR)/bench/lexpand_microbench
+	HUNSPELL2LEXPAND="$(HUNSPELL2LEXPAND)" bench/run.sh $(BENCH_DIR)
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR)
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(BENCH_DIR) build-profile

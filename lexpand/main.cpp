@@ -5,13 +5,17 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "ALU.h"
@@ -82,6 +86,50 @@ private:
 
 constexpr std::size_t outputBufferCapacity = std::size_t{1} << 20;
 
+// The wall-clock time of each phase of a run, for measuring. Off unless the
+// environment sets LEXPAND_TIMINGS=1; then report() writes one line per phase
+// to standard error, and standard output is the same as without it.
+class PhaseTimes {
+public:
+    PhaseTimes() : enabled_(requested()), start_(Clock::now()), last_(start_) {}
+
+    // Ends the phase that began at the previous mark (or at construction).
+    void mark(std::string_view phase) {
+        if (!enabled_) return;
+        const Clock::time_point now = Clock::now();
+        phases_.emplace_back(std::string(phase), std::chrono::duration<double>(now - last_).count());
+        last_ = now;
+    }
+
+    // Writes "lexpand timing: PHASE SECONDS s" per phase, then the total.
+    void report() const {
+        if (!enabled_) return;
+        const double total = std::chrono::duration<double>(Clock::now() - start_).count();
+        std::string text;
+        char seconds[32];
+        for (const auto& [phase, duration] : phases_) {
+            std::snprintf(seconds, sizeof seconds, " %.6f s\n", duration);
+            text += "lexpand timing: " + phase + seconds;
+        }
+        std::snprintf(seconds, sizeof seconds, " %.6f s\n", total);
+        text += std::string("lexpand timing: total") + seconds;
+        std::fputs(text.c_str(), stderr);
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    static bool requested() {
+        const char* value = std::getenv("LEXPAND_TIMINGS");
+        return value != nullptr && std::string_view(value) == "1";
+    }
+
+    bool enabled_;
+    Clock::time_point start_;
+    Clock::time_point last_;
+    std::vector<std::pair<std::string, double>> phases_;
+};
+
 // Everything one run knows, from the command line to the final count.
 struct RunContext {
     explicit RunContext(OutputBuffer& output) : out(output) {}
@@ -93,6 +141,7 @@ struct RunContext {
     MGFSA pdgMgfsa{LinguisticLevel::orthographic}; // every paradigm graph of the run
     std::optional<PropertiesDefinitions> propertiesDefinitions;
     std::int64_t nbOfForms = 0;
+    PhaseTimes times;
 };
 
 void printUsage(LineSink& out) {
@@ -247,10 +296,14 @@ std::optional<ExitStatus> expandDictionaries(RunContext& run) {
 // earlier one succeeded, and the first failure has printed its one line.
 ExitStatus executeRun(RunContext& run, int argc, char** argv) {
     if (const std::optional<ExitStatus> end = readCommandLine(run, argc, argv)) return *end;
+    run.times.mark("command line");
     if (const std::optional<ExitStatus> end = loadCommandLineGrammars(run)) return *end;
     if (const std::optional<ExitStatus> end = loadDictionaryGrammars(run)) return *end;
+    run.times.mark("grammars");
     if (const std::optional<ExitStatus> end = loadPropertiesDefinitions(run)) return *end;
+    run.times.mark("properties definitions");
     if (const std::optional<ExitStatus> end = expandDictionaries(run)) return *end;
+    run.times.mark("expansion");
     if (run.nbOfForms == 0) {
         run.out.printLine("*** Cannot generate any form");
         return statusBadExpansion;
@@ -275,5 +328,7 @@ int main(int argc, char** argv) {
         throw;
     }
     out.flush();
+    context.times.mark("output");
+    context.times.report();
     return status;
 }

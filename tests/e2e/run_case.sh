@@ -20,6 +20,7 @@
 # that file is the expected output, in place of the case folder's (placeholders
 # replaced the same way). A failing `prepare` fails the case.
 set -u
+unset LEXPAND_TIMINGS # its report on standard error is not part of a case
 lexpand=$1
 case_dir=$(cd "$2" && pwd -P) || exit 1
 cd "$case_dir" || exit 1
