@@ -4,7 +4,6 @@
 #include "FormLines.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -14,6 +13,7 @@
 
 #include "Dictionary.h"
 #include "Morphology.h"
+#include "SuffixEdit.h"
 #include "TextServices.h"
 
 namespace lexpand {
@@ -34,17 +34,7 @@ constexpr std::size_t rolesLimit = 100000;
 
 // True when a line terminator ("\n", "\v", "\f", "\r", U+0085, U+2028,
 // U+2029) occurs in `text`.
-bool containsLineTerminator(std::string_view text) {
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        if (byte >= 0x0A && byte <= 0x0D) return true;
-        if (byte == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) == 0x85) return true;
-        if (byte == 0xE2 && i + 2 < text.size() && static_cast<unsigned char>(text[i + 1]) == 0x80 &&
-            (static_cast<unsigned char>(text[i + 2]) == 0xA8 || static_cast<unsigned char>(text[i + 2]) == 0xA9))
-            return true;
-    }
-    return false;
-}
+bool containsLineTerminator(std::string_view text) { return firstLine(text).size() != text.size(); }
 
 // A word form that the entry syntax reads back as one whole lemma.
 bool isPlainWordForm(std::string_view wordForm) {
@@ -54,130 +44,6 @@ bool isPlainWordForm(std::string_view wordForm) {
 // A reverse command that stays one quoted item, whatever surrounds it.
 bool isPlainReverseCommand(std::string_view reverseCommand) {
     return reverseCommand.find_first_of("\"\\") == std::string_view::npos && !containsLineTerminator(reverseCommand);
-}
-
-// A command that deletes characters before the end of the word form ("<Bn>",
-// with "<E>" anywhere among them), then types. On a word form whose every
-// scalar is a character of its own, it leaves the word form without its last
-// `deletions` scalars, followed by `typed`; its reverse command is "<Bk>" for
-// the k characters typed ("<B>" for one, nothing for none), then the deleted
-// text, or "<E>" when both are empty. This is what the editor records and
-// simplifies for such a command.
-struct SuffixEdit {
-    std::size_t deletions = 0;
-    std::string typed;
-    std::size_t typedCount = 0;
-    bool typedSuitsDerivation = false; // see isSafeInReverseList
-};
-
-// True when every character of `text`, written in a reverse list between
-// operators, reads back as the one-character token it was: none is white
-// space or one that opens a quoted string, a variable, an output, a call, an
-// operator or an escape.
-bool isSafeInReverseList(std::string_view text) {
-    std::size_t position = 0;
-    while (position < text.size()) {
-        const char32_t scalar = decodeScalar(text, position);
-        switch (scalar) {
-        case U'"':
-        case U'$':
-        case U'/':
-        case U':':
-        case U'<':
-        case U'\\':
-            return false;
-        default:
-            if (isWhiteSpaceOrNewline(scalar)) return false;
-        }
-    }
-    return true;
-}
-
-std::optional<SuffixEdit> suffixEditOf(const std::vector<Morphology::Operator>& command) {
-    constexpr std::int64_t deletionLimit = std::int64_t{1} << 30;
-    SuffixEdit edit;
-    std::vector<Morphology::Operator> typing;
-    for (const Morphology::Operator& op : command) {
-        if (op.parameter == 0) {
-            typing.push_back(op);
-        } else if (!typing.empty()) {
-            return std::nullopt; // an operator after typing
-        } else if (op.type == "B" && op.parameter >= 1 && op.parameter < deletionLimit) {
-            edit.deletions += static_cast<std::size_t>(op.parameter);
-            if (edit.deletions >= static_cast<std::size_t>(deletionLimit)) return std::nullopt;
-        } else if (!(op.type == "E" && op.parameter == 1)) {
-            return std::nullopt;
-        }
-    }
-    if (!typing.empty()) {
-        // Typing at the end inserts the same characters whatever precedes them.
-        std::optional<Morphology::EditResult> typed = Morphology::applyParsedCommand("", typing);
-        if (!typed) return std::nullopt;
-        edit.typed = std::move(typed->resultingWordForm);
-        edit.typedCount = typing.size();
-    }
-    edit.typedSuitsDerivation = isOneCharacterPerScalar(edit.typed) && isSafeInReverseList(edit.typed);
-    return edit;
-}
-
-// Appends "<Bk>" for k deletions ("<B>" for one, nothing for none).
-void appendDeletions(std::string& out, std::size_t count) {
-    if (count == 0) return;
-    if (count == 1) {
-        out += "<B>";
-        return;
-    }
-    char digits[24];
-    const std::to_chars_result written = std::to_chars(digits, digits + sizeof digits, count);
-    out += "<B";
-    out.append(digits, written.ptr);
-    out += '>';
-}
-
-void appendReverseOfSuffixEdit(std::string& out, const SuffixEdit& edit, std::string_view deleted) {
-    appendDeletions(out, edit.typedCount);
-    out += deleted;
-    if (edit.typedCount == 0 && deleted.empty()) out += placeholderReverse;
-}
-
-// The reverse command of a derived form inflected by a second suffix edit:
-// the inflection's reverse list then the derivation's, simplified. Between
-// characters that read back as themselves (isSafeInReverseList), the
-// simplification only merges the two "<B>" when no character separates them
-// and drops "<E>".
-void appendReverseOfDerivedSuffixEdits(std::string& out, const SuffixEdit& inflection,
-                                       std::string_view inflectionDeleted, const SuffixEdit& derivation,
-                                       std::string_view derivationDeleted) {
-    const std::size_t begin = out.size();
-    if (inflectionDeleted.empty()) {
-        appendDeletions(out, inflection.typedCount + derivation.typedCount);
-    } else {
-        appendDeletions(out, inflection.typedCount);
-        out += inflectionDeleted;
-        appendDeletions(out, derivation.typedCount);
-    }
-    out += derivationDeleted;
-    if (out.size() == begin) out += placeholderReverse;
-}
-
-// Where the last scalars of the well-formed `text` begin: starts[k] is the
-// offset of the k-th scalar from the end (starts[0] is the size), for k up to
-// `most` or the number of scalars.
-void findTailStarts(std::string_view text, std::size_t most, std::vector<std::size_t>& starts) {
-    starts.clear();
-    starts.push_back(text.size());
-    std::size_t position = text.size();
-    while (starts.size() <= most && position > 0) {
-        do --position;
-        while (position > 0 && (static_cast<unsigned char>(text[position]) & 0xC0) == 0x80);
-        starts.push_back(position);
-    }
-}
-
-// True when every scalar of `lemma` is a character of its own and none is
-// "<" (a deleted "<" makes the editor's reverse list unreadable).
-bool suitsSuffixEdits(std::string_view lemma) {
-    return lemma.find('<') == std::string_view::npos && isOneCharacterPerScalar(lemma);
 }
 
 // One form's line without its word form and reverse command: `beforeReverse`
