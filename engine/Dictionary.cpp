@@ -69,12 +69,12 @@ std::vector<std::string> derivedFormProperties(const ALU& alu, const std::string
 
 std::vector<std::string_view> significantLines(std::string_view text) {
     std::vector<std::string_view> lines;
-    for (const std::string_view line : splitAtNewlines(text)) {
+    forEachLineOf(text, [&](std::string_view line) {
         const std::string_view trimmed = trimWhiteSpaceAndNewlines(line);
-        if (trimmed.empty()) continue;
-        if (trimmed.front() == '#' && !trimmed.starts_with(grammarReferencePrefix)) continue;
+        if (trimmed.empty()) return;
+        if (trimmed.front() == '#' && !trimmed.starts_with(grammarReferencePrefix)) return;
         lines.push_back(line);
-    }
+    });
     return lines;
 }
 

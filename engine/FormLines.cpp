@@ -233,7 +233,8 @@ struct EntryLineExpander::State {
     std::vector<std::size_t> tailStarts;        // where the last k scalars of the lemma begin
     std::vector<std::size_t> derivedTailStarts; // the same for a derived word form
     std::string derivedWordForm;
-    std::unordered_map<const Morphology::ParadigmPath*, std::optional<SuffixEdit>> suffixEdits;
+    // The suffix edits of the paths of each explored paradigm, in path order.
+    std::unordered_map<const Morphology::ParadigmPaths*, std::vector<std::optional<SuffixEdit>>> suffixEdits;
     std::string line;                   // reused for every printed line
     std::unordered_map<std::string, ItemRole, TextHash, std::equal_to<>> roles; // by category "\n" item
     std::string roleKey;
@@ -248,7 +249,7 @@ struct EntryLineExpander::State {
     } scratch;
 
     const ItemRole* roleOf(std::string_view category, std::string_view item);
-    const SuffixEdit* suffixEditOfPath(const Morphology::ParadigmPath& path);
+    const std::vector<std::optional<SuffixEdit>>& suffixEditsOf(const Morphology::ParadigmPaths& paths);
     std::optional<LineTemplate> plainTemplate(const std::string& category, const std::vector<std::string>& listed,
                                               const std::vector<std::string>& morphologicalProperties);
 
@@ -388,17 +389,27 @@ std::optional<LineTemplate> EntryLineExpander::State::plainTemplate(
     return formTemplate;
 }
 
-// The suffix edit of the command of `path`, found once per path (the paths
-// belong to the expander and live as long as it does); null for none.
-const SuffixEdit* EntryLineExpander::State::suffixEditOfPath(const Morphology::ParadigmPath& path) {
-    auto found = suffixEdits.find(&path);
+// The suffix edits of the commands of `paths`, one per path (absent for a
+// command that is none), found once per paradigm: the paths belong to the
+// expander and live as long as it does.
+const std::vector<std::optional<SuffixEdit>>& EntryLineExpander::State::suffixEditsOf(
+    const Morphology::ParadigmPaths& paths) {
+    auto found = suffixEdits.find(&paths);
     if (found == suffixEdits.end()) {
-        std::optional<SuffixEdit> edit;
-        if (path.command) edit = suffixEditOf(*path.command);
-        found = suffixEdits.emplace(&path, std::move(edit)).first;
+        std::vector<std::optional<SuffixEdit>> edits;
+        edits.reserve(paths.size());
+        for (const Morphology::ParadigmPath& path : paths)
+            edits.push_back(path.command ? suffixEditOf(*path.command) : std::nullopt);
+        found = suffixEdits.emplace(&paths, std::move(edits)).first;
     }
-    return found->second ? &*found->second : nullptr;
+    return found->second;
 }
+
+namespace {
+
+const SuffixEdit* editOf(const std::optional<SuffixEdit>& edit) { return edit ? &*edit : nullptr; }
+
+} // namespace
 
 const Shape& EntryLineExpander::State::shapeOf(std::string_view key, std::string_view entryLine) {
     if (const auto found = shapes.find(key); found != shapes.end()) return found->second;
@@ -440,9 +451,11 @@ Shape EntryLineExpander::State::makeShape(std::string_view entryLine) {
         return true;
     };
     for (const Morphology::ParadigmPaths* inflection : shape.paradigms.inflections) {
-        for (const Morphology::ParadigmPath& path : *inflection) {
+        const auto& edits = suffixEditsOf(*inflection);
+        for (std::size_t p = 0; p < inflection->size(); ++p) {
+            const Morphology::ParadigmPath& path = (*inflection)[p];
             if (!path.command || !add(entry.category, inflectedFormProperties(entry, path.properties))) return shape;
-            const SuffixEdit* edit = suffixEditOfPath(path);
+            const SuffixEdit* edit = editOf(edits[p]);
             shape.templates.back().edit = edit;
             if (edit != nullptr) shape.suffixDeletions = std::max(shape.suffixDeletions, edit->deletions);
         }
@@ -450,10 +463,12 @@ Shape EntryLineExpander::State::makeShape(std::string_view entryLine) {
     for (const EntryExpander::DerivationParadigms& derivation : shape.paradigms.derivations) {
         bool bySuffixEdits = true;
         std::size_t derivedDeletions = 0;
-        for (const Morphology::ParadigmPath& path : *derivation.derivation) {
+        const auto& derivationEdits = suffixEditsOf(*derivation.derivation);
+        for (std::size_t p = 0; p < derivation.derivation->size(); ++p) {
+            const Morphology::ParadigmPath& path = (*derivation.derivation)[p];
             if (!path.derivedInformation) return shape;
             const LexicalInformation& derived = *path.derivedInformation;
-            const SuffixEdit* derivationEdit = suffixEditOfPath(path);
+            const SuffixEdit* derivationEdit = editOf(derivationEdits[p]);
             if (derivationEdit == nullptr || !derivationEdit->typedSuitsDerivation) bySuffixEdits = false;
             else shape.suffixDeletions = std::max(shape.suffixDeletions, derivationEdit->deletions);
             if (derivation.inflection == nullptr) {
@@ -462,11 +477,13 @@ Shape EntryLineExpander::State::makeShape(std::string_view entryLine) {
                 shape.templates.back().derivationEdit = derivationEdit;
                 continue;
             }
-            for (const Morphology::ParadigmPath& inflectionPath : *derivation.inflection) {
+            const auto& edits = suffixEditsOf(*derivation.inflection);
+            for (std::size_t i = 0; i < derivation.inflection->size(); ++i) {
+                const Morphology::ParadigmPath& inflectionPath = (*derivation.inflection)[i];
                 if (!add(derived.category, derivedFormProperties(entry, derived.category, derived.properties,
                                                                  &inflectionPath.properties)))
                     return shape;
-                const SuffixEdit* edit = suffixEditOfPath(inflectionPath);
+                const SuffixEdit* edit = editOf(edits[i]);
                 shape.templates.back().derivationEdit = derivationEdit;
                 shape.templates.back().edit = edit;
                 if (edit == nullptr) bySuffixEdits = false;

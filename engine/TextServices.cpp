@@ -285,13 +285,10 @@ bool isUppercaseCharacter(std::string_view character) {
 
 // ---- Lines and trimming ---------------------------------------------------
 
-namespace {
-
-// The length of the new-line scalar that starts at `position`, or 0. A byte
-// scan finds the same separators as decoding scalar by scalar: the bytes 0x0A
-// to 0x0D, and the lead bytes 0xC2 and 0xE2 of U+0085, U+2028 and U+2029, are
-// never part of another scalar, malformed or not.
-std::size_t newlineLength(std::string_view text, std::size_t position) {
+std::size_t newlineLengthAt(std::string_view text, std::size_t position) {
+    // A byte scan finds the same separators as decoding scalar by scalar: the
+    // bytes 0x0A to 0x0D, and the lead bytes 0xC2 and 0xE2 of U+0085, U+2028
+    // and U+2029, are never part of another scalar, malformed or not.
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     const unsigned char lead = byte(position);
     if (lead >= 0x0A && lead <= 0x0D) return 1;
@@ -302,25 +299,16 @@ std::size_t newlineLength(std::string_view text, std::size_t position) {
     return 0;
 }
 
-} // namespace
-
 std::vector<std::string_view> splitAtNewlines(std::string_view text) {
     std::vector<std::string_view> pieces;
-    std::size_t pieceBegin = 0;
-    for (std::size_t position = 0; position < text.size(); ++position) {
-        const std::size_t length = newlineLength(text, position);
-        if (length == 0) continue;
-        pieces.push_back(text.substr(pieceBegin, position - pieceBegin));
-        position += length - 1;
-        pieceBegin = position + 1;
-    }
-    if (pieceBegin < text.size()) pieces.push_back(text.substr(pieceBegin));
+    forEachLineOf(text, [&](std::string_view piece) { pieces.push_back(piece); });
     return pieces;
 }
 
 std::string_view firstLine(std::string_view text) {
     for (std::size_t position = 0; position < text.size(); ++position) {
-        if (newlineLength(text, position) != 0) return text.substr(0, position);
+        if (mayBeginNewline(static_cast<unsigned char>(text[position])) && newlineLengthAt(text, position) != 0)
+            return text.substr(0, position);
     }
     return text;
 }

@@ -85,6 +85,27 @@ bool isUppercaseCharacter(std::string_view character);
 // no piece. The pieces are views into `text`.
 std::vector<std::string_view> splitAtNewlines(std::string_view text);
 
+// True for the bytes that may begin a new-line scalar.
+constexpr bool mayBeginNewline(unsigned char byte) { return (byte >= 0x0A && byte <= 0x0D) || byte == 0xC2 || byte == 0xE2; }
+
+// The length in bytes of the new-line scalar that starts at `position`, or 0.
+std::size_t newlineLengthAt(std::string_view text, std::size_t position);
+
+// Calls visit(piece) for each piece of splitAtNewlines(text), in order,
+// without building the list.
+template <typename Visit> void forEachLineOf(std::string_view text, Visit&& visit) {
+    std::size_t pieceBegin = 0;
+    for (std::size_t position = 0; position < text.size(); ++position) {
+        if (!mayBeginNewline(static_cast<unsigned char>(text[position]))) continue;
+        const std::size_t length = newlineLengthAt(text, position);
+        if (length == 0) continue;
+        visit(text.substr(pieceBegin, position - pieceBegin));
+        position += length - 1;
+        pieceBegin = position + 1;
+    }
+    if (pieceBegin < text.size()) visit(text.substr(pieceBegin));
+}
+
 // The first piece that splitAtNewlines would give (all of `text` when it holds
 // no separator).
 std::string_view firstLine(std::string_view text);
