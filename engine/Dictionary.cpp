@@ -69,6 +69,7 @@ std::vector<std::string> derivedFormProperties(const ALU& alu, const std::string
 
 std::vector<std::string_view> significantLines(std::string_view text) {
     std::vector<std::string_view> lines;
+    lines.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1);
     forEachLineOf(text, [&](std::string_view line) {
         const std::string_view trimmed = trimWhiteSpaceAndNewlines(line);
         if (trimmed.empty()) return;

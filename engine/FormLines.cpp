@@ -32,19 +32,23 @@ constexpr std::size_t shapeBytesLimit = std::size_t{32} << 20;
 // The roles of items are dropped all at once past this count.
 constexpr std::size_t rolesLimit = 100000;
 
-// True when a line terminator ("\n", "\v", "\f", "\r", U+0085, U+2028,
-// U+2029) occurs in `text`.
-bool containsLineTerminator(std::string_view text) { return firstLine(text).size() != text.size(); }
+// True when `text` holds neither a line terminator ("\n", "\v", "\f", "\r",
+// U+0085, U+2028, U+2029) nor one of the bytes `avoided`, in one pass.
+template <std::size_t count> bool holdsNone(std::string_view text, const char (&avoided)[count]) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        for (std::size_t k = 0; k + 1 < count; ++k)
+            if (c == avoided[k]) return false;
+        if (mayBeginNewline(static_cast<unsigned char>(c)) && newlineLengthAt(text, i) != 0) return false;
+    }
+    return true;
+}
 
 // A word form that the entry syntax reads back as one whole lemma.
-bool isPlainWordForm(std::string_view wordForm) {
-    return !wordForm.empty() && wordForm.find(',') == std::string_view::npos && !containsLineTerminator(wordForm);
-}
+bool isPlainWordForm(std::string_view wordForm) { return !wordForm.empty() && holdsNone(wordForm, ","); }
 
 // A reverse command that stays one quoted item, whatever surrounds it.
-bool isPlainReverseCommand(std::string_view reverseCommand) {
-    return reverseCommand.find_first_of("\"\\") == std::string_view::npos && !containsLineTerminator(reverseCommand);
-}
+bool isPlainReverseCommand(std::string_view reverseCommand) { return holdsNone(reverseCommand, "\"\\"); }
 
 // One form's line without its word form and reverse command: `beforeReverse`
 // runs from the category to the opening quote of the "_LEX" item,

@@ -415,18 +415,16 @@ std::optional<std::string> readUtf8File(const std::string& path) {
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
     if (!file) return std::nullopt;
     std::string content;
-    // Read into place: the size a regular file announces first, then
-    // whatever it turns out to hold.
+    // Room for the size a regular file announces, so that the content is
+    // appended without moving.
     struct stat status {};
     if (::fstat(::fileno(file.get()), &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
-        content.reserve(static_cast<std::size_t>(status.st_size) + 1);
+        content.reserve(static_cast<std::size_t>(status.st_size));
+    char buffer[1 << 16];
     for (;;) {
-        const std::size_t before = content.size();
-        const std::size_t room = std::max<std::size_t>(content.capacity() - before, std::size_t{1} << 16);
-        content.resize(before + room);
-        const std::size_t count = std::fread(content.data() + before, 1, room, file.get());
-        content.resize(before + count);
-        if (count < room) break;
+        const std::size_t count = std::fread(buffer, 1, sizeof buffer, file.get());
+        content.append(buffer, count);
+        if (count < sizeof buffer) break;
     }
     if (std::ferror(file.get())) return std::nullopt; // a directory, for instance
     if (!isValidUtf8(content)) return std::nullopt;
