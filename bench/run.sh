@@ -77,6 +77,22 @@ print_throughput() {
 # The count of the closing "# Dictionary successfully generated N forms." line.
 form_count() { tail -n 1 "$1" | sed -E 's/[^0-9]*([0-9]+).*/\1/'; }
 
+# measure LABEL PREFIX ENTRIES OUTPUT FILES...: times lexpand on FILES (to
+# /dev/null, then through a pipe) and prints its figures; OUTPUT is the
+# output of a run already made. Leaves "seconds cpu rss_kb" in PREFIX.time.
+measure() {
+  local label=$1 prefix=$2 entries=$3 output=$4; shift 4
+  local forms bytes seconds cpu rss_kb pipe
+  forms=$(form_count "$output")
+  bytes=$(stat -c %s "$output")
+  run_timed "$prefix" "$@"
+  read -r seconds cpu rss_kb <"$prefix.time"
+  run_piped "$prefix.pipe" "$@"
+  pipe=$(cat "$prefix.pipe")
+  print_throughput "$entries" "$forms" "$bytes" "$seconds" "$cpu" "$rss_kb" "$pipe" "$label"
+  print_phases "$prefix.phases"
+}
+
 # ---- The real lexicon ----------------------------------------------------------
 
 real_lexicon() {
@@ -108,16 +124,7 @@ real_lexicon() {
   local files=("$cache/ru_RU.dic" "$cache/ru_RU.pdg" "$cache/ru_RU.def")
 
   "$lexpand" "${files[@]}" >"$work/ru.out" # warm-up, and the output to measure and compare
-  local entries forms bytes seconds cpu rss_kb pipe
-  entries=$(grep -cv '^#' "$cache/ru_RU.dic" || true)
-  forms=$(form_count "$work/ru.out")
-  bytes=$(stat -c %s "$work/ru.out")
-  run_timed "$work/ru" "${files[@]}"
-  read -r seconds cpu rss_kb <"$work/ru.time"
-  run_piped "$work/ru.pipe" "${files[@]}"
-  pipe=$(cat "$work/ru.pipe")
-  print_throughput "$entries" "$forms" "$bytes" "$seconds" "$cpu" "$rss_kb" "$pipe" "lexpand"
-  print_phases "$work/ru.phases"
+  measure lexpand "$work/ru" "$(grep -cv '^#' "$cache/ru_RU.dic" || true)" "$work/ru.out" "${files[@]}"
 
   if command -v unmunch >/dev/null; then
     /usr/bin/time -f '%e' -o "$work/unmunch.time" unmunch "$dic" "$aff" >"$work/unmunch.out" 2>/dev/null
@@ -160,16 +167,10 @@ generated_lexicon() {
     python3 "$here/generate_lexicon.py" "$work/$entries" "$entries"
     local files=("$work/$entries/lexicon.dic" "$work/$entries/lexicon.pdg" "$work/$entries/lexicon.def")
     "$lexpand" "${files[@]}" >"$work/gen.out" # warm-up, and the output to measure
-    local forms bytes seconds cpu rss_kb pipe
-    forms=$(form_count "$work/gen.out")
-    bytes=$(stat -c %s "$work/gen.out")
+    measure generated "$work/gen" "$entries" "$work/gen.out" "${files[@]}"
     rm -f "$work/gen.out"
-    run_timed "$work/gen" "${files[@]}"
-    read -r seconds cpu rss_kb <"$work/gen.time"
-    run_piped "$work/gen.pipe" "${files[@]}"
-    pipe=$(cat "$work/gen.pipe")
-    print_throughput "$entries" "$forms" "$bytes" "$seconds" "$cpu" "$rss_kb" "$pipe" "generated"
-    print_phases "$work/gen.phases"
+    local seconds cpu
+    read -r seconds cpu _ <"$work/gen.time"
     if [ "$entries" = 200000 ]; then seconds_200k=$seconds; cpu_200k=$cpu; fi
   done
   # CPU time is the steadier of the two when other processes share the cores.
