@@ -45,10 +45,14 @@ template <std::size_t count> bool holdsNone(std::string_view text, const char (&
 }
 
 // A word form that the entry syntax reads back as one whole lemma.
-bool isPlainWordForm(std::string_view wordForm) { return !wordForm.empty() && holdsNone(wordForm, ","); }
+bool isPlainWordForm(std::string_view wordForm) {
+    return !wordForm.empty() && holdsNone(wordForm, ",");
+}
 
 // A reverse command that stays one quoted item, whatever surrounds it.
-bool isPlainReverseCommand(std::string_view reverseCommand) { return holdsNone(reverseCommand, "\"\\"); }
+bool isPlainReverseCommand(std::string_view reverseCommand) {
+    return holdsNone(reverseCommand, "\"\\");
+}
 
 // One form's line without its word form and reverse command: `beforeReverse`
 // runs from the category to the opening quote of the "_LEX" item,
@@ -164,7 +168,8 @@ bool isPlainItem(std::string_view item) {
 }
 
 bool isPlainCategory(std::string_view category) {
-    return !category.empty() && std::all_of(category.begin(), category.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+    return !category.empty() &&
+           std::all_of(category.begin(), category.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
 }
 
 // A stable sort without a temporary buffer, for the handful of items of one
@@ -225,21 +230,20 @@ struct EditedForm {
 
 struct EntryLineExpander::State {
     State(const PropertiesDefinitions& definitions, const MGFSA& paradigms)
-        : definitions(definitions), expander(paradigms),
-          templatesAllowed(!definitionsMentionLexItem(definitions)) {}
+        : definitions(definitions), expander(paradigms), templatesAllowed(!definitionsMentionLexItem(definitions)) {}
 
     const PropertiesDefinitions& definitions;
     EntryExpander expander;
     const bool templatesAllowed;
     std::unordered_map<std::string, Shape, TextHash, std::equal_to<>> shapes;
     std::size_t shapeBytes = 0;
-    std::vector<EditedForm> forms;      // reused from entry to entry
+    std::vector<EditedForm> forms;              // reused from entry to entry
     std::vector<std::size_t> tailStarts;        // where the last k scalars of the lemma begin
     std::vector<std::size_t> derivedTailStarts; // the same for a derived word form
     std::string derivedWordForm;
     // The suffix edits of the paths of each explored paradigm, in path order.
     std::unordered_map<const Morphology::ParadigmPaths*, std::vector<std::optional<SuffixEdit>>> suffixEdits;
-    std::string line;                   // reused for every printed line
+    std::string line;                                                           // reused for every printed line
     std::unordered_map<std::string, ItemRole, TextHash, std::equal_to<>> roles; // by category "\n" item
     std::string roleKey;
     // Reused by plainTemplate.
@@ -308,9 +312,9 @@ const ItemRole* EntryLineExpander::State::roleOf(std::string_view category, std:
 // Morphology::addCategoryAndAllProperties does; then the words of the kept
 // items without repeats, classified, and each list sorted as ALU::init and
 // ALU::description do. Absent when an input is not plain.
-std::optional<LineTemplate> EntryLineExpander::State::plainTemplate(
-    const std::string& category, const std::vector<std::string>& listed,
-    const std::vector<std::string>& morphologicalProperties) {
+std::optional<LineTemplate>
+EntryLineExpander::State::plainTemplate(const std::string& category, const std::vector<std::string>& listed,
+                                        const std::vector<std::string>& morphologicalProperties) {
     if (!isPlainCategory(category)) return std::nullopt;
     // Bounded; cleared only here, since the roles found below are used by
     // reference until the template is written.
@@ -396,8 +400,8 @@ std::optional<LineTemplate> EntryLineExpander::State::plainTemplate(
 // The suffix edits of the commands of `paths`, one per path (absent for a
 // command that is none), found once per paradigm: the paths belong to the
 // expander and live as long as it does.
-const std::vector<std::optional<SuffixEdit>>& EntryLineExpander::State::suffixEditsOf(
-    const Morphology::ParadigmPaths& paths) {
+const std::vector<std::optional<SuffixEdit>>&
+EntryLineExpander::State::suffixEditsOf(const Morphology::ParadigmPaths& paths) {
     auto found = suffixEdits.find(&paths);
     if (found == suffixEdits.end()) {
         std::vector<std::optional<SuffixEdit>> edits;
@@ -411,7 +415,9 @@ const std::vector<std::optional<SuffixEdit>>& EntryLineExpander::State::suffixEd
 
 namespace {
 
-const SuffixEdit* editOf(const std::optional<SuffixEdit>& edit) { return edit ? &*edit : nullptr; }
+const SuffixEdit* editOf(const std::optional<SuffixEdit>& edit) {
+    return edit ? &*edit : nullptr;
+}
 
 } // namespace
 
@@ -473,8 +479,10 @@ Shape EntryLineExpander::State::makeShape(std::string_view entryLine) {
             if (!path.derivedInformation) return shape;
             const LexicalInformation& derived = *path.derivedInformation;
             const SuffixEdit* derivationEdit = editOf(derivationEdits[p]);
-            if (derivationEdit == nullptr || !derivationEdit->typedSuitsDerivation) bySuffixEdits = false;
-            else shape.suffixDeletions = std::max(shape.suffixDeletions, derivationEdit->deletions);
+            if (derivationEdit == nullptr || !derivationEdit->typedSuitsDerivation)
+                bySuffixEdits = false;
+            else
+                shape.suffixDeletions = std::max(shape.suffixDeletions, derivationEdit->deletions);
             if (derivation.inflection == nullptr) {
                 if (!add(derived.category, derivedFormProperties(entry, derived.category, derived.properties, nullptr)))
                     return shape;
@@ -490,8 +498,10 @@ Shape EntryLineExpander::State::makeShape(std::string_view entryLine) {
                 const SuffixEdit* edit = editOf(edits[i]);
                 shape.templates.back().derivationEdit = derivationEdit;
                 shape.templates.back().edit = edit;
-                if (edit == nullptr) bySuffixEdits = false;
-                else derivedDeletions = std::max(derivedDeletions, edit->deletions);
+                if (edit == nullptr)
+                    bySuffixEdits = false;
+                else
+                    derivedDeletions = std::max(derivedDeletions, edit->deletions);
             }
         }
         shape.derivationBySuffixEdits.push_back(bySuffixEdits);

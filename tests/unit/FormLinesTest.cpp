@@ -83,15 +83,58 @@ std::optional<std::int64_t> expandFormByForm(std::string_view line, const Proper
 // A random entry line. Lemmas and properties are drawn from small sets so
 // that shapes repeat and the assembled templates are reused.
 std::string randomEntry(std::mt19937& random) {
-    static const std::vector<std::string> lemmas = {
-        "table", "box", "city", "x", "ab", "кошка", "e\xCC\x81t\xC3\xA9", "a\\,b", "wo\"rd", "a<b",
-        "back\\slash", "two words", "a+b", "caf\xC3\xA9", "ZEBRA", "_LEX", "tab\tle", "a:b", "\xD0\x81\xD0\xB6", "q"};
+    static const std::vector<std::string> lemmas = {"table",
+                                                    "box",
+                                                    "city",
+                                                    "x",
+                                                    "ab",
+                                                    "кошка",
+                                                    "e\xCC\x81t\xC3\xA9",
+                                                    "a\\,b",
+                                                    "wo\"rd",
+                                                    "a<b",
+                                                    "back\\slash",
+                                                    "two words",
+                                                    "a+b",
+                                                    "caf\xC3\xA9",
+                                                    "ZEBRA",
+                                                    "_LEX",
+                                                    "tab\tle",
+                                                    "a:b",
+                                                    "\xD0\x81\xD0\xB6",
+                                                    "q"};
     static const std::vector<std::string> categories = {"N", "N", "N", "ADJ", "V", "Q"};
-    static const std::vector<std::string> properties = {
-        "FLX=SG", "FLX=PL2", "FLX=TYPED", "FLX=MARK", "FLX=CUT3", "FLX=MOVES", "FLX=CASE", "FLX=WORDS",
-        "FLX=SPECIAL", "FLX=CALLS", "FLX=EXCL", "FLX=<B>s", "FLX=MISSING", "DRV=NESS", "DRV=ABLE:SG",
-        "DRV=AGAIN:CALLS", "DRV=TYPEDD:PL2", "DRV=NESS:", "m", "f", "Gender=m", "s", "Nb=p", "Hum", "_LEX=\"x\"",
-        "Note=\"a+b\"", "<br>", "Tense=PT", "e\xCC\x81", "=v", "Other=s"};
+    static const std::vector<std::string> properties = {"FLX=SG",
+                                                        "FLX=PL2",
+                                                        "FLX=TYPED",
+                                                        "FLX=MARK",
+                                                        "FLX=CUT3",
+                                                        "FLX=MOVES",
+                                                        "FLX=CASE",
+                                                        "FLX=WORDS",
+                                                        "FLX=SPECIAL",
+                                                        "FLX=CALLS",
+                                                        "FLX=EXCL",
+                                                        "FLX=<B>s",
+                                                        "FLX=MISSING",
+                                                        "DRV=NESS",
+                                                        "DRV=ABLE:SG",
+                                                        "DRV=AGAIN:CALLS",
+                                                        "DRV=TYPEDD:PL2",
+                                                        "DRV=NESS:",
+                                                        "m",
+                                                        "f",
+                                                        "Gender=m",
+                                                        "s",
+                                                        "Nb=p",
+                                                        "Hum",
+                                                        "_LEX=\"x\"",
+                                                        "Note=\"a+b\"",
+                                                        "<br>",
+                                                        "Tense=PT",
+                                                        "e\xCC\x81",
+                                                        "=v",
+                                                        "Other=s"};
     std::string entry = lemmas[random() % lemmas.size()];
     entry += ",";
     entry += categories[random() % categories.size()];

@@ -11,9 +11,9 @@
 namespace lexpand {
 namespace {
 
-const std::vector<std::string> commands = {"<E>",     "s",        "<B>",        "<B2>ий", "<B><B>c", "<E><B>é",
-                                           "<B3>xyz", "<B>ies", "<B0>",   "<E><E>",     "ab",     "<B12>",   "\\/",
-                                           "a b",     "<B>e\xCC\x81", "<B2><E>ness", "<B>-"};
+const std::vector<std::string> commands = {"<E>",     "s",      "<B>",          "<B2>ий",      "<B><B>c", "<E><B>é",
+                                           "<B3>xyz", "<B>ies", "<B0>",         "<E><E>",      "ab",      "<B12>",
+                                           "\\/",     "a b",    "<B>e\xCC\x81", "<B2><E>ness", "<B>-"};
 const std::vector<std::string> notSuffixEdits = {"a<B>", "<L><B>ee<R>", "<BW>", "<D>", "<C>", "<E2>", "<PW>s"};
 const std::vector<std::string> pieces = {"a", "b", "к", "ш", "ё", "1", "-", ".", "'", "Z", "é", "ß"};
 
@@ -94,17 +94,17 @@ TEST(SuffixEdit, DerivedThenInflectedGivesWhatTheEditorGives) {
 
         const std::optional<Applied> derived = applySuffixEdit(derivation, word);
         std::optional<Applied> inflected = derived ? applySuffixEdit(inflection, derived->wordForm) : std::nullopt;
-        ASSERT_EQ(inflected.has_value(), expected.has_value()) << word << " " << derivationCommand << " "
-                                                               << inflectionCommand;
+        ASSERT_EQ(inflected.has_value(), expected.has_value())
+            << word << " " << derivationCommand << " " << inflectionCommand;
         if (!inflected) continue;
         std::vector<std::size_t> starts;
         findTailStarts(word, derivation.deletions, starts);
         std::vector<std::size_t> derivedStarts;
         findTailStarts(derived->wordForm, inflection.deletions, derivedStarts);
         std::string reverse;
-        appendReverseOfDerivedSuffixEdits(reverse, inflection,
-                                          std::string_view(derived->wordForm).substr(derivedStarts[inflection.deletions]),
-                                          derivation, std::string_view(word).substr(starts[derivation.deletions]));
+        appendReverseOfDerivedSuffixEdits(
+            reverse, inflection, std::string_view(derived->wordForm).substr(derivedStarts[inflection.deletions]),
+            derivation, std::string_view(word).substr(starts[derivation.deletions]));
         EXPECT_EQ(inflected->wordForm, expected->wordForms.front()) << word << " " << derivationCommand;
         EXPECT_EQ(reverse, expected->reverseCommands.front())
             << word << " " << derivationCommand << " " << inflectionCommand;
