@@ -3,6 +3,7 @@
 
 #include "MGFSA.h"
 
+#include <algorithm>
 #include <limits>
 #include <unordered_map>
 #include <utility>
@@ -15,16 +16,21 @@ namespace {
 
 using GraphTable = std::map<std::string, GFSA>;
 
-// The graph whose name is canonically equivalent to `name`. Names are kept as
-// written; two NFC names are equivalent only when they are byte-equal, so the
-// scan compares canonically only where one side is not NFC.
+// The graph whose name is canonically equivalent to `name`; `nonNfcNames`
+// lists the names of `graphs` that are not in NFC. Names are kept as written;
+// two NFC names are equivalent only when they are byte-equal, so an NFC name
+// is compared canonically with the names of that list alone.
 template <typename Table>
-auto findGraph(Table& graphs, std::string_view name) -> decltype(graphs.begin()) {
+auto findGraph(Table& graphs, const std::vector<std::string>& nonNfcNames, std::string_view name)
+    -> decltype(graphs.begin()) {
     const auto exact = graphs.find(std::string(name));
     if (exact != graphs.end()) return exact;
-    const bool nameIsNFC = isNFC(name);
+    if (isNFC(name)) {
+        for (const std::string& stored : nonNfcNames)
+            if (canonicallyEqual(stored, name)) return graphs.find(stored);
+        return graphs.end();
+    }
     for (auto it = graphs.begin(); it != graphs.end(); ++it) {
-        if (nameIsNFC && isNFC(it->first)) continue;
         if (canonicallyEqual(it->first, name)) return it;
     }
     return graphs.end();
@@ -107,17 +113,45 @@ std::optional<std::string_view> calledName(std::string_view input) {
 
 namespace {
 
-// Stores `gfsa` under the name, replacing the graph of an equivalent name.
-void storeGraph(GraphTable& graphs, const std::string& graphName, GFSA gfsa) {
-    const auto existing = findGraph(graphs, graphName);
+// Stores `gfsa` under the name, replacing the graph of an equivalent name,
+// and keeps `nonNfcNames` the list of the names of `graphs` not in NFC.
+void storeGraph(GraphTable& graphs, std::vector<std::string>& nonNfcNames, const std::string& graphName, GFSA gfsa) {
+    const auto existing = findGraph(graphs, nonNfcNames, graphName);
     if (existing != graphs.end()) {
         if (existing->first == graphName) {
             existing->second = std::move(gfsa);
             return;
         }
-        graphs.erase(existing); // the name written otherwise: the new text is kept
+        // The name written otherwise: the new text is kept.
+        const auto listed = std::find(nonNfcNames.begin(), nonNfcNames.end(), existing->first);
+        if (listed != nonNfcNames.end()) nonNfcNames.erase(listed);
+        graphs.erase(existing);
     }
     graphs.emplace(graphName, std::move(gfsa));
+    if (!isNFC(graphName)) nonNfcNames.push_back(graphName);
+}
+
+// Adds every label of `labels` to `alphabet`, in order; answers the index in
+// `alphabet` of each.
+std::vector<std::int64_t> addLabels(Alphabet& alphabet, const Alphabet& labels) {
+    std::vector<std::int64_t> sharedIndex;
+    sharedIndex.reserve(labels.array.size());
+    for (const Label& label : labels.array) sharedIndex.push_back(alphabet.addLabel(label));
+    return sharedIndex;
+}
+
+// A graph of `states` with their label indices rewritten through
+// `sharedIndex`, without an alphabet of its own.
+GFSA relabelled(std::vector<GFSA::State> states, const std::vector<std::int64_t>& sharedIndex) {
+    for (GFSA::State& state : states) {
+        for (GFSA::Transition& transition : state.outGoingTransitions) {
+            const auto i = static_cast<std::size_t>(transition.labelIndex);
+            if (transition.labelIndex >= 0 && i < sharedIndex.size()) transition.labelIndex = sharedIndex[i];
+        }
+    }
+    GFSA graph;
+    graph.states = std::move(states);
+    return graph;
 }
 
 } // namespace
@@ -125,7 +159,7 @@ void storeGraph(GraphTable& graphs, const std::string& graphName, GFSA gfsa) {
 void MGFSA::addGraph(const std::string& graphName, GFSA gfsa) {
     if (!gfsa.alphabet) {
         // Without an alphabet of its own, its label indices are taken as shared ones.
-        storeGraph(graphs, graphName, std::move(gfsa));
+        storeGraph(graphs, nonNfcNames_, graphName, std::move(gfsa));
         return;
     }
     const Alphabet labels = std::move(*gfsa.alphabet);
@@ -133,24 +167,22 @@ void MGFSA::addGraph(const std::string& graphName, GFSA gfsa) {
 }
 
 void MGFSA::addGraph(const std::string& graphName, GFSA gfsa, const Alphabet& labels) {
-    std::vector<std::int64_t> sharedIndex;
-    sharedIndex.reserve(labels.array.size());
-    for (const Label& label : labels.array) sharedIndex.push_back(alphabet.addLabel(label));
-    for (GFSA::State& state : gfsa.states) {
-        for (GFSA::Transition& transition : state.outGoingTransitions) {
-            const auto i = static_cast<std::size_t>(transition.labelIndex);
-            if (transition.labelIndex >= 0 && i < sharedIndex.size()) transition.labelIndex = sharedIndex[i];
-        }
-    }
-    gfsa.alphabet.reset();
-    storeGraph(graphs, graphName, std::move(gfsa));
+    storeGraph(graphs, nonNfcNames_, graphName, relabelled(std::move(gfsa.states), addLabels(alphabet, labels)));
 }
 
 bool MGFSA::mergeWith(const MGFSA& other) {
     if (other.linguisticLevel != linguisticLevel) return false;
+    // Adding the other alphabet's labels once, before the first graph, leaves
+    // this alphabet as adding them again with each graph would.
+    std::vector<std::int64_t> sharedIndex;
+    bool labelsAdded = false;
     for (const auto& [name, graph] : other.graphs) {
-        if (findGraph(graphs, name) != graphs.end()) return false;
-        addGraph(name, graph, other.alphabet);
+        if (findGraph(graphs, nonNfcNames_, name) != graphs.end()) return false;
+        if (!labelsAdded) {
+            sharedIndex = addLabels(alphabet, other.alphabet);
+            labelsAdded = true;
+        }
+        storeGraph(graphs, nonNfcNames_, name, relabelled(graph.states, sharedIndex));
     }
     return true;
 }
@@ -222,7 +254,7 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
             if (added) {
                 if (const std::optional<std::string_view> name = calledName(input)) {
                     it->second.isCall = true;
-                    const auto found = findGraph(grammar.graphs, *name);
+                    const auto found = findGraph(grammar.graphs, grammar.nonNfcNames_, *name);
                     if (found != grammar.graphs.end()) it->second.graph = &found->second;
                 }
             }
@@ -332,7 +364,7 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
         }
     };
 
-    const auto start = findGraph(graphs, graphName);
+    const auto start = findGraph(graphs, nonNfcNames_, graphName);
     if (start == graphs.end()) return std::nullopt;
     Exploration exploration(*this, linguisticLevel == LinguisticLevel::syntax, repetitionLimit);
     if (!exploration.run(start->second)) return std::nullopt;

@@ -38,7 +38,8 @@ struct MGFSA {
     Alphabet alphabet;
     LinguisticLevel linguisticLevel = LinguisticLevel::orthographic;
     // Graphs by name, visited in ascending code-point order of their names.
-    // Stored graphs carry no alphabet: their labels live in `alphabet`.
+    // Stored graphs carry no alphabet: their labels live in `alphabet`. Read
+    // it freely; change it only through addGraph and mergeWith.
     std::map<std::string, GFSA> graphs;
 
     MGFSA() = default;
@@ -72,6 +73,12 @@ struct MGFSA {
     static std::int64_t countOccurencesOf(const std::string& graphName,
                                           const std::vector<std::int64_t>& stackOfStateIds,
                                           const std::vector<PathItem>& path);
+
+private:
+    // The names of `graphs` that are not in NFC: only they can be canonically
+    // equivalent to a name without being equal to it, so a name in NFC is
+    // looked up among them alone.
+    std::vector<std::string> nonNfcNames_;
 };
 
 } // namespace lexpand
