@@ -157,7 +157,6 @@ TEST(LoadDictionary, KeepsEntriesAndGrammarReferences) {
         std::optional<std::vector<std::string>> lines;
     } rows[] = {
         {"# a comment\n\n   \n", std::vector<std::string>{}},
-        {"", std::vector<std::string>{}},
         {"a,N\r\nb,N\r\n", std::vector<std::string>{"a,N", "b,N"}},
         {"\xEF\xBB\xBF" "a,N", std::vector<std::string>{"a,N"}},
         {"   # indented\n#no space\n x,N \n", std::vector<std::string>{" x,N "}},
