@@ -107,10 +107,8 @@ TEST(SplitProperties, Items) {
     } rows[] = {
         {"", true, ""},
         {"FLX=A", true, "absent"},
-        {"+FLX=TABLE+Conc", false, "[FLX=TABLE][Conc]"},
         {"+Gloss=\"salt+pepper\"+Hum", false, "[Gloss=\"salt+pepper\"][Hum]"},
         {"+b+a+b", false, "[b][a]"},
-        {"++", false, "[]"},
         {"+a++b+", true, "[][a][b]"},
         {"+Gloss=\"a+b", false, "absent"},               // unclosed quote
         {"+x=<a+b>+y", false, "[x=<a+b>][y]"},

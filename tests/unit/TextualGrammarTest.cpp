@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <fstream>
 #include <functional>
 #include <random>
 
@@ -190,22 +188,6 @@ TEST(TextualGrammarToMgfsa, CarriageReturnsReadLikeLineFeeds) {
 TEST(TextualGrammarToMgfsa, LevelDictionaryCompilesNothing) {
     EXPECT_FALSE(textualGrammarToMgfsa("A = a ;", LinguisticLevel::dictionary));
     EXPECT_TRUE(textualGrammarToMgfsa("# nothing", LinguisticLevel::dictionary));
-}
-
-TEST(LoadGrammar, ReadsTheFileOrNothing) {
-    const std::string path = ::testing::TempDir() + "lexpand_textual_grammar_test.pdg";
-    {
-        std::ofstream file(path, std::ios::binary);
-        file << "\xEF\xBB\xBF" << "A = a ;\n";
-    }
-    EXPECT_EQ(loadGrammar(path), std::optional<std::string>("A = a ;\n"));
-    {
-        std::ofstream file(path, std::ios::binary);
-        file << "A = \xFF ;\n";
-    }
-    EXPECT_FALSE(loadGrammar(path));
-    std::remove(path.c_str());
-    EXPECT_FALSE(loadGrammar(path));
 }
 
 // ---- Expressions -----------------------------------------------------------------
