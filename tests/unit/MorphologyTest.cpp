@@ -139,7 +139,6 @@ TEST(Morphology, ApplyCommand) {
         {"12", "<PW>", std::nullopt, false},
         {"", "<N>", std::nullopt, false},
         {"table", "\\a", std::nullopt, false},
-        {"table", "<B99999999999999999999>", std::nullopt, false},
         {"table", "<B9223372036854775807>", std::nullopt, false},
         {"table", "<R9223372036854775807>", std::nullopt, false},
         {"table", "<N9223372036854775807>", Edit({"table", "<L1>"}), false},
