@@ -280,7 +280,7 @@ TEST(Determinization, Dumps) {
         {"a/x", GFSA::outputOperation(single("a"), "x"),
          "GFSA has 3 states; alphabet has 3 letters:\n[<E> a <E>/x ]\n"
          "    0: <E>/x→1 \n    1: a→2 \n    2T \nNumber of transitions: 2\n"},
-        // Labels that no longer occur keep their index; no alphabet, no alphabet.
+        // Labels that no longer occur keep their index; without an alphabet the result has none.
         {"epsilon only", GFSA{{{false, {{0, 1}}}, {true, {}}}, std::nullopt},
          "GFSA has 1 states\n    0T \nNumber of transitions: 0\n"},
         {"a b without alphabet", GFSA{{{false, {{4, 1}}}, {false, {{0, 2}}}, {false, {{5, 3}}}, {true, {}}}, std::nullopt},
