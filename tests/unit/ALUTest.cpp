@@ -59,32 +59,16 @@ TEST(ParseLexeme, EntrySyntax) {
         std::string line;
         std::string expected;
     } rows[] = {
-        {"table,N", "[table][N][]"},
         {"table,N+FLX=TABLE+Conc", "[table][N][+FLX=TABLE+Conc]"},
-        {"pomme de terre,N+FLX=TABLE", "[pomme de terre][N][+FLX=TABLE]"},
         {"a\\,b,N", "[a\\,b][N][]"},
         {"form,lemma,N", "[lemma][N][]"},      // text before the leftmost match is dropped
-        {"form,ADJ,N", "[form][ADJ][]"},       // the category stops at the comma
         {"table,Noun+FLX=X", "[table][N][]"},  // text after the category is ignored
         {"table,N+", "[table][N][]"},          // "+" alone is no properties group
-        {"table,N++", "[table][N][++]"},
         {"abc,N x,V", "absent"},               // a second match
-        {"table,N+x,V", "[table][N][+x,V]"},   // the properties run to the end
-        {"table", "absent"},
         {"table,n", "absent"},
-        {",N", "absent"},
-        {"", "absent"},
-        {"table,\xC3\x89T", "absent"},         // only ASCII capitals
         {"a\\,B,N", "[a\\][B][]"},             // the backslash is first tried as a lemma character
-        {"a\\\\,b,N", "[a\\\\,b][N][]"},     // a backslash, then "\\," and "b"
-        {",,a,N", "[a][N][]"},
-        {"\\,N", "[\\][N][]"},
-        {"x,y,,N", "absent"},                  // "," before "N" has no backslash and nothing before it
-        {"x\\,,N", "[x\\,][N][]"},
-        {"t\xC3\xA9,N+Gloss=\xE6\x97\xA5", "[t\xC3\xA9][N][+Gloss=\xE6\x97\xA5]"},
         {"table,N+a\nb", "[table][N][]"},      // "." stops at a line break
         {"ta\nble,N", "[ta\nble][N][]"},       // the lemma may hold one
-        {"table,N+a\xE2\x80\xA8", "[table][N][]"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(dump(parseLexeme(row.line)), row.expected) << "line: " << row.line;
@@ -123,19 +107,11 @@ TEST(SplitProperties, Items) {
     } rows[] = {
         {"", true, ""},
         {"FLX=A", true, "absent"},
-        {"+FLX=TABLE+Conc", false, "[FLX=TABLE][Conc]"},
-        {"+FLX=TABLE+Conc", true, "[Conc][FLX=TABLE]"},
         {"+Gloss=\"salt+pepper\"+Hum", false, "[Gloss=\"salt+pepper\"][Hum]"},
-        {"+a+a+b", false, "[a][b]"},
         {"+b+a+b", false, "[b][a]"},
-        {"+a+", false, "[a][]"},
-        {"+", false, "[]"},
-        {"++", false, "[]"},
         {"+a++b+", true, "[][a][b]"},
         {"+Gloss=\"a+b", false, "absent"},               // unclosed quote
-        {"+_LEX=\"<B>\"+p", false, "[_LEX=\"<B>\"][p]"},
         {"+x=<a+b>+y", false, "[x=<a+b>][y]"},
-        {"+x=<>+y", false, "[x=<>][y]"},
         {"+x=<a+b", false, "absent"},                    // unclosed bracket
         {"+x=<\"+y>+z", false, "[x=<\"+y>][z]"},         // a quote inside brackets is plain
         {"+x=\"<\"+y", false, "[x=\"<\"][y]"},           // a bracket inside quotes is plain
@@ -145,7 +121,6 @@ TEST(SplitProperties, Items) {
         {"+q=<a\\>+b>+c", false, "[q=<a\\>+b>][c]"},
         {"+b+Z+a+_x+1", true, "[1][Z][_x][a][b]"},
         {"+\xC3\xA9+e\xCC\x81", false, "[\xC3\xA9]"},      // canonically equal: the first stays
-        {"+e\xCC\x81+\xC3\xA9", true, "[e\xCC\x81]"},
         {"+\\\xC3\xA9+x", false, "[\\\xC3\xA9][x]"},
     };
     for (const auto& row : rows) {
@@ -172,7 +147,6 @@ TEST(SplitLexicalInformation, CategoryAndProperties) {
         {{"N", "+Nb=p", "+Nb=p"}, "N:[Nb=p]"},
         {{"+Nb=p"}, "absent"},
         {{}, "absent"},
-        {{"", ""}, "absent"},
         {{"V", "+b+a", "+Tr"}, "V:[Tr][a][b]"},
         {{"A", "DJ+x"}, "ADJ:[x]"},
         {{"N+G=\"x", "+y\""}, "N:[G=\"x+y\"]"},
@@ -188,7 +162,6 @@ TEST(SplitLexicalInformation, CategoryAndProperties) {
 
 TEST(Normalize, NameAndValue) {
     const PropertiesDefinitions definitions = sampleDefinitions();
-    PropertiesDefinitions empty;
     const struct {
         std::string category;
         std::string property;
@@ -201,12 +174,9 @@ TEST(Normalize, NameAndValue) {
         {"V", "s", &definitions, "|s"},
         {"ADJ", "s", &definitions, "|s"},
         {"N", "s", nullptr, "|s"},
-        {"N", "s", &empty, "|s"},
         {"N", "Gender=x", &definitions, "Gender|x"}, // a written name is not checked
         {"N", "=m", &definitions, "|m"},
-        {"N", "Gender=", &definitions, "Gender|"},
         {"N", "a=b=c", &definitions, "a|b=c"},
-        {"N", "", &definitions, "|"},
         {"V", "pr", &definitions, "|pr"},      // values are case-sensitive
     };
     for (const auto& row : rows) {
@@ -240,16 +210,13 @@ TEST(ParseProperties, FourLists) {
         {"N", {"p", "Conc"}, &definitions, "[Conc]/[Nb=p]//"},
         {"V", {"p", "Conc"}, &definitions, "[Conc][p]///"},
         {"N", {"FLX="}, &definitions, "//[]/"},
-        {"N", {"b", "a", "Z"}, nullptr, "[Z][a][b]///"},
         {"N", {"Nb=p", "p"}, &definitions, "/[Nb=p]//"},       // written and bare collapse
         {"N", {"=m", "m"}, &definitions, "[m]/[Gender=m]//"},  // "=m" has no name
-        {"N", {"Gender="}, &definitions, "/[Gender=]//"},
         {"N", {"flx=X", "drv=Y"}, &definitions, "[drv=Y][flx=X]///"},
         {"N", {"DRV=B", "DRV=A", "FLX=Z", "FLX=Y"}, &definitions, "//[Y][Z]/[A][B]"},
         {"N", {"FLX=A", "FLX=A"}, &definitions, "//[A][A]/"},   // paradigms are not made unique here
         {"N", {"p"}, &noMorphologicalNames, "[Nb=p]///"},
         {"N", {"x", "=y"}, &emptyNameIsMorphological, "[x][y]///"},
-        {"N", {"Tense=PR", "m"}, &definitions, "/[Gender=m][Tense=PR]//"},
         {"N", {"\xC3\xA9", "e\xCC\x81"}, nullptr, "[\xC3\xA9]///"}, // canonically equal: the first stays
     };
     for (const auto& row : rows) {
@@ -278,36 +245,16 @@ TEST(ALU, CanonicalText) {
         {"x,N+Hum+Hum", nullptr, "x,N+Hum"},
         {"x,N+FLX=A+FLX=A", nullptr, "x,N+FLX=A"},
         {"x,N+Gender=m+m", &definitions, "x,N+Gender=m"},
-        {"a\\,b,N", nullptr, "a\\,b,N"},
-        {"form,lemma,N", nullptr, "lemma,N"},
-        {"table,Noun+FLX=X", nullptr, "table,N"},
         {"table,N+", nullptr, "table,N"},
         {"table,N++", nullptr, "table,N+"},
         {"table,N+Gloss=\"a+b\"", nullptr, "table,N+Gloss=\"a+b\""},
-        {"table,N+Gloss=\"a+b", nullptr, "absent"},
         {"table,N+x<", nullptr, "absent"},
-        {"table,N+x\\", nullptr, "absent"},
         {"table", nullptr, "absent"},
-        {"table,n", nullptr, "absent"},
-        {"", nullptr, "absent"},
-        {"abc,N x,V", nullptr, "absent"},
         {"b,XYZ+b+a+FLX=B+DRV=D+FLX=A", nullptr, "b,XYZ+a+b+FLX=A+FLX=B+DRV=D"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(dump(ALU::init(row.line, row.definitions)), row.expected) << "line: " << row.line;
     }
-}
-
-TEST(ALU, Fields) {
-    const PropertiesDefinitions definitions = sampleDefinitions();
-    const auto alu = ALU::init("tables,N+Conc+FLX=NOUN+DRV=X+p", &definitions);
-    ASSERT_TRUE(alu);
-    EXPECT_EQ(alu->entry, "tables");
-    EXPECT_EQ(alu->category, "N");
-    EXPECT_EQ(alu->lexicalProperties, std::vector<std::string>{"Conc"});
-    EXPECT_EQ(alu->morphologicalProperties, std::vector<std::string>{"Nb=p"});
-    EXPECT_EQ(alu->flxParadigms, std::vector<std::string>{"NOUN"});
-    EXPECT_EQ(alu->drvParadigms, std::vector<std::string>{"X"});
 }
 
 // ---- Properties definitions (compiled from ".def" texts) -----------------
@@ -331,18 +278,14 @@ TEST(PropertiesDefinitions, FromText) {
          "MORPHOLOGICALPROPERTIES = Gender | Number | Tense ;\nEXCLUSIVEPROPERTIES = Gender | Number | Tense ;\n",
          "N_Gender:[m][f] N_Number:[s][p] V_Tense:[PR][PT] X:[Gender][Number][Tense] M:[Gender][Number][Tense]"},
         {"", "X: M:"},
-        {"# only a comment\n", "X: M:"},
         {"N_Sub_Type = a | b ;", "N_Sub_Type:[a][b] X: M:"},
         {"_Gender = m ;", "_Gender:[m] X: M:"},
         {"Gender = m | f ;", "absent"},
         {"MorphologicalProperties = Gender ;", "absent"},
-        {"N_A = x ;\nN_B = x ;", "N_A:[x] N_B:[x] X: M:"},
         {"N_Gender = m | f ;\nN_All = :N_Gender | n ;", "N_All:[m][f][n] N_Gender:[m][f] X: M:"},
         {"N_Gloss = big cat ;", "N_Gloss:[big cat] X: M:"},
         {"N_A = :N_Missing ;", "absent"}, // refers to an undefined rule
-        {"N_A = x", "absent"},             // no ";"
         {"N_A = ;", "absent"},             // an empty expression
-        {"N_A = x ;\nN_B = \"y ;", "absent"}, // an unterminated quoted token
     };
     for (const auto& row : rows) {
         EXPECT_EQ(dump(PropertiesDefinitions::init(row.text)), row.expected) << "text: " << row.text;

@@ -104,9 +104,8 @@ TEST(Transition, OrderIsThatOfTheTextForms) {
         Transition b;
         int expected;
     } rows[] = {
-        {{10, 2}, {1, 5}, -1}, {{1, 5}, {2, 0}, -1},  {{1, 2}, {1, 23}, -1}, {{1, 23}, {1, 3}, -1},
-        {{10, 3}, {9, 0}, -1}, {{0, 10}, {0, 4}, -1}, {{3, 3}, {3, 3}, 0},   {{0, 0}, {0, 1}, -1},
-        {{123, 4}, {12, 34}, -1}, {{9, 9}, {10, 0}, 1},
+        {{10, 2}, {1, 5}, -1}, {{1, 2}, {1, 23}, -1}, {{1, 23}, {1, 3}, -1},
+        {{0, 10}, {0, 4}, -1}, {{3, 3}, {3, 3}, 0},   {{9, 9}, {10, 0}, 1},
     };
     for (const auto& row : rows) {
         const std::string shown = row.a.description() + " vs " + row.b.description();
@@ -115,32 +114,6 @@ TEST(Transition, OrderIsThatOfTheTextForms) {
         EXPECT_EQ(row.a == row.b, row.expected == 0) << shown;
         // The text forms themselves, compared by code point (UTF-8 byte order).
         EXPECT_EQ(row.a < row.b, row.a.description() < row.b.description()) << shown;
-    }
-    EXPECT_EQ((Transition{12, 3}.description()), "12\u21923");
-    EXPECT_EQ(TransitionHash()({4, 7}), TransitionHash()({4, 7}));
-}
-
-TEST(State, AddTransitionKeepsAscendingOrderWithoutDuplicates) {
-    const struct {
-        std::vector<Transition> added;
-        const char* expected;
-    } rows[] = {
-        {{{5, 2}}, ": 5→2 "},
-        {{{5, 2}, {5, 2}}, ": 5→2 "},
-        {{{2, 0}, {10, 3}, {1, 5}, {9, 9}}, ": 10→3 1→5 2→0 9→9 "},
-        {{{9, 0}, {10, 3}}, ": 10→3 9→0 "},
-        {{{1, 3}, {1, 23}, {1, 2}}, ": 1→2 1→23 1→3 "},
-        {{{1, 1}, {1, 3}, {1, 2}, {1, 2}, {1, 1}, {1, 3}}, ": 1→1 1→2 1→3 "},
-        {{{4, 0}, {0, 4}, {2, 2}, {3, 1}, {1, 3}, {2, 2}}, ": 0→4 1→3 2→2 3→1 4→0 "},
-    };
-    for (const auto& row : rows) {
-        GFSA::State state;
-        std::string shown;
-        for (const Transition& t : row.added) {
-            state.addTransition(t);
-            shown += t.description() + " ";
-        }
-        EXPECT_EQ(state.description(), row.expected) << "added " << shown;
     }
 }
 
@@ -197,7 +170,6 @@ TEST(GFSA, Description) {
         {build({"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"}, {{false, {{9, 0}, {10, 0}, {0, 0}}}}),
          "GFSA has 1 states; alphabet has 11 letters:\n[<E> a b c d e f g h i j ]\n"
          "    0: <E>→0 j→0 i→0 \nNumber of transitions: 3\n"},
-        {GFSA{{{true, {}}}, std::nullopt}, "GFSA has 1 states\n    0T \nNumber of transitions: 0\n"},
         // Without alphabet: list order and numeric forms.
         {GFSA{{{false, {{2, 1}, {1, 1}}}, {true, {}}}, std::nullopt},
          "GFSA has 2 states\n    0: 2→1 1→1 \n    1T \nNumber of transitions: 2\n"},
@@ -221,10 +193,6 @@ TEST(Construction, Dumps) {
         GFSA gfsa;
         const char* expected;
     } rows[] = {
-        {"a", single("a"),
-         "GFSA has 2 states; alphabet has 2 letters:\n[<E> a ]\n    0: a→1 \n    1T \nNumber of transitions: 1\n"},
-        {"<E>", GFSA::init(EPSILON),
-         "GFSA has 2 states; alphabet has 1 letters:\n[<E> ]\n    0: <E>→1 \n    1T \nNumber of transitions: 1\n"},
         {"a/x", GFSA::outputOperation(single("a"), "x"),
          "GFSA has 4 states; alphabet has 3 letters:\n[<E> a <E>/x ]\n"
          "    0: <E>/x→2 \n    1T \n    2: a→3 \n    3: <E>→1 \nNumber of transitions: 3\n"},
@@ -238,10 +206,6 @@ TEST(Construction, Dumps) {
          "GFSA has 6 states; alphabet has 3 letters:\n[<E> a b ]\n"
          "    0: <E>→2 \n    1T \n    2: a→3 \n    3: <E>→4 \n    4: b→5 \n    5: <E>→1 \n"
          "Number of transitions: 5\n"},
-        {"a | b", GFSA::disjunction(single("a"), single("b")),
-         "GFSA has 6 states; alphabet has 3 letters:\n[<E> a b ]\n"
-         "    0: <E>→2 <E>→4 \n    1T \n    2: a→3 \n    3: <E>→1 \n    4: b→5 \n    5: <E>→1 \n"
-         "Number of transitions: 6\n"},
         {"a | a", GFSA::disjunction(single("a"), single("a")),
          "GFSA has 6 states; alphabet has 2 letters:\n[<E> a ]\n"
          "    0: <E>→2 <E>→4 \n    1T \n    2: a→3 \n    3: <E>→1 \n    4: a→5 \n    5: <E>→1 \n"
@@ -250,12 +214,6 @@ TEST(Construction, Dumps) {
          "GFSA has 14 states; alphabet has 4 letters:\n[<E> a b <ANY> ]\n"
          "    0: <E>→2 <E>→6 \n    1T \n    2: a→3 \n    3: <E>→10 \n    4: b→5 \n    5: <E>→1 \n"
          "    6: b→7 \n    7: <E>→12 \n    8: a→9 \n    9: <E>→1 \n"
-         "   10: <E>→11 <ANY>→11 \n   11: <E>→10 <E>→4 \n   12: <E>→13 <ANY>→13 \n   13: <E>→12 <E>→8 \n"
-         "Number of transitions: 18\n"},
-        {"<ANY> & a", GFSA::collocation(single("<ANY>"), single("a")),
-         "GFSA has 14 states; alphabet has 3 letters:\n[<E> <ANY> a ]\n"
-         "    0: <E>→2 <E>→6 \n    1T \n    2: <ANY>→3 \n    3: <E>→10 \n    4: a→5 \n    5: <E>→1 \n"
-         "    6: a→7 \n    7: <E>→12 \n    8: <ANY>→9 \n    9: <E>→1 \n"
          "   10: <E>→11 <ANY>→11 \n   11: <E>→10 <E>→4 \n   12: <E>→13 <ANY>→13 \n   13: <E>→12 <E>→8 \n"
          "Number of transitions: 18\n"},
     };
@@ -291,28 +249,24 @@ TEST(Construction, CollocationOfOperandsOfDifferentSizes) {
     EXPECT_EQ(collocation.states[18].description(), ": 0→19 " + std::to_string(any) + "→19 ");
     EXPECT_EQ(collocation.states[20].description(), ": 0→21 " + std::to_string(any) + "→21 ");
 
+    // Either operand first, with gaps of any length between, never inside.
     const struct {
-        const char* name;
-        const GFSA& gfsa;
         std::vector<const char*> word;
         bool expected;
     } rows[] = {
-        {"a & b c", collocation, {"a", "b", "c"}, true},
-        {"a & b c", collocation, {"b", "c", "a"}, true},
-        {"a & b c", collocation, {"a", "<ANY>", "<ANY>", "b", "c"}, true},
-        {"a & b c", collocation, {"b", "c", "<ANY>", "a"}, true},
-        {"a & b c", collocation, {"a"}, false},
-        {"a & b c", collocation, {"b", "c"}, false},
-        {"a & b c", collocation, {"a", "c", "b"}, false},
-        {"a & b c", collocation, {"b", "<ANY>", "c", "a"}, false},
-        {"a & b c", collocation, {"<ANY>", "a", "b", "c"}, false},
+        {{"a", "b", "c"}, true},
+        {{"a", "<ANY>", "<ANY>", "b", "c"}, true},
+        {{"b", "c", "<ANY>", "a"}, true},
+        {{"a"}, false},
+        {{"a", "c", "b"}, false},
+        {{"b", "<ANY>", "c", "a"}, false},
+        {{"<ANY>", "a", "b", "c"}, false},
     };
     for (const auto& row : rows) {
         std::string shown;
         for (const char* input : row.word) shown += std::string(input) + " ";
-        EXPECT_EQ(accepts(row.gfsa, word(row.gfsa, row.word)), row.expected) << row.name << " on " << shown;
+        EXPECT_EQ(accepts(collocation, word(collocation, row.word)), row.expected) << "a & b c on " << shown;
     }
-
 }
 
 // ---- Determinization ------------------------------------------------------------
@@ -323,21 +277,10 @@ TEST(Determinization, Dumps) {
         GFSA gfsa;
         const char* expected;
     } rows[] = {
-        {"one state", GFSA{{{false, {}}}, std::nullopt}, "GFSA has 1 states\n    0: \nNumber of transitions: 0\n"},
-        {"one terminal state", GFSA{{{true, {}}}, std::nullopt}, "GFSA has 1 states\n    0T \nNumber of transitions: 0\n"},
-        {"a*", GFSA::kleeneOperation(single("a")),
-         "GFSA has 2 states; alphabet has 2 letters:\n[<E> a ]\n    0T a→1 \n    1T a→1 \nNumber of transitions: 2\n"},
         {"a/x", GFSA::outputOperation(single("a"), "x"),
          "GFSA has 3 states; alphabet has 3 letters:\n[<E> a <E>/x ]\n"
          "    0: <E>/x→1 \n    1: a→2 \n    2T \nNumber of transitions: 2\n"},
-        // Two "a" transitions become one, to the joint closure.
-        {"a b | a c", build({"a", "b", "c"}, {{false, {{1, 1}, {1, 2}}}, {false, {{2, 3}}}, {false, {{3, 3}}}, {true, {}}}),
-         "GFSA has 3 states; alphabet has 4 letters:\n[<E> a b c ]\n"
-         "    0: a→1 \n    1: b→2 c→2 \n    2T \nNumber of transitions: 3\n"},
-        // Back to the start set.
-        {"(a b)*", build({"a", "b"}, {{true, {{1, 1}}}, {false, {{2, 0}}}}),
-         "GFSA has 2 states; alphabet has 3 letters:\n[<E> a b ]\n    0T a→1 \n    1: b→0 \nNumber of transitions: 2\n"},
-        // Labels that no longer occur keep their index; no alphabet, no alphabet.
+        // Labels that no longer occur keep their index; without an alphabet the result has none.
         {"epsilon only", GFSA{{{false, {{0, 1}}}, {true, {}}}, std::nullopt},
          "GFSA has 1 states\n    0T \nNumber of transitions: 0\n"},
         {"a b without alphabet", GFSA{{{false, {{4, 1}}}, {false, {{0, 2}}}, {false, {{5, 3}}}, {true, {}}}, std::nullopt},
@@ -358,36 +301,6 @@ TEST(Determinization, VisitingOrder) {
     std::string states;
     for (const GFSA::State& state : result.states) states += state.description() + "| ";
     EXPECT_EQ(states, ": 9→1 10→2 | : 3→3 | : 3→4 | T | : | ");
-
-    // Processed in order of discovery, across rounds.
-    const GFSA chain = build({"a", "b", "c"}, {{false, {{2, 1}, {1, 2}}}, {false, {{3, 3}}}, {false, {{1, 3}, {3, 4}}},
-                                               {true, {}}, {false, {{1, 0}}}});
-    std::string chainStates;
-    for (const GFSA::State& state : chain.determinize().states) chainStates += state.description() + "| ";
-    EXPECT_EQ(chainStates, ": 1→1 2→2 | : 1→3 3→4 | : 3→3 | T | : 1→0 | ");
-}
-
-TEST(Determinization, Helpers) {
-    // 0 -ε-> 1 -ε-> 2, 1 -a-> 3, 2 -a-> 4, 4 -ε-> 0, 2 -b-> 2; 3 terminal.
-    const GFSA gfsa =
-        build({"a", "b"}, {{false, {{0, 1}}}, {false, {{0, 2}, {1, 3}}}, {false, {{1, 4}, {2, 2}}}, {true, {}}, {false, {{0, 0}}}});
-    EXPECT_EQ(gfsa.closureForEpsilon({0}), (StateSet{0, 1, 2}));
-    EXPECT_EQ(gfsa.closureForEpsilon({4}), (StateSet{0, 1, 2, 4}));
-    EXPECT_EQ(gfsa.closureForEpsilon({3}), (StateSet{3}));
-    EXPECT_EQ(gfsa.closureForEpsilon({}), (StateSet{}));
-    EXPECT_EQ(gfsa.computeUsedAlphabetIndices({0, 1, 2}), (std::vector<std::int64_t>{0, 1, 2}));
-    EXPECT_EQ(gfsa.computeUsedAlphabetIndices({2}), (std::vector<std::int64_t>{1, 2}));
-    EXPECT_EQ(gfsa.computeUsedAlphabetIndices({3}), (std::vector<std::int64_t>{}));
-    // The given set is closed first.
-    EXPECT_EQ(gfsa.closureForLabelIndex({0}, 1), (StateSet{0, 1, 2, 3, 4}));
-    EXPECT_EQ(gfsa.closureForLabelIndex({0}, 2), (StateSet{2}));
-    EXPECT_EQ(gfsa.closureForLabelIndex({3}, 1), (StateSet{}));
-
-    GFSA target{{{true, {}}, {false, {}}, {false, {}}}, std::nullopt};
-    target.setAllTerminalStates({{{0, 1}, 0}, {{3}, 1}, {{2, 3, 4}, 2}}, gfsa);
-    EXPECT_FALSE(target.states[0].isTerminal);
-    EXPECT_TRUE(target.states[1].isTerminal);
-    EXPECT_TRUE(target.states[2].isTerminal);
 }
 
 // For random small automata, the determinized automaton accepts the same

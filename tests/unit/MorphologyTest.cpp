@@ -30,16 +30,12 @@ TEST(Morphology, ParseOperator) {
         std::string token;
         Parsed parsed;
     } rows[] = {
-        {"s", Parsed({"s", 0})},      {"abc", Parsed({"abc", 0})},   {">", Parsed({">", 0})},
-        {"<B>", Parsed({"B", 1})},    {"<B2>", Parsed({"B", 2})},    {"<BW>", Parsed({"B", -1})},
-        {"<L12>", Parsed({"L", 12})}, {"<B02>", Parsed({"B", 2})},   {"<B+3>", Parsed({"B", 3})},
-        {"<B-1>", Parsed({"B", -1})}, {"<B0>", Parsed({"B", 0})},    {"<L-2>", Parsed({"L", -2})},
+        {"abc", Parsed({"abc", 0})},  {"<B>", Parsed({"B", 1})},    {"<BW>", Parsed({"B", -1})},
+        {"<L12>", Parsed({"L", 12})}, {"<B+3>", Parsed({"B", 3})},   {"<L-2>", Parsed({"L", -2})},
         {"<B9223372036854775807>", Parsed({"B", 9223372036854775807})},
-        {"<\xC3\xA9>", Parsed({"\xC3\xA9", 1})},           // a type is one character,
-        {"<e\xCC\x81" "3>", Parsed({"e\xCC\x81", 3})},     // marks included
+        {"<e\xCC\x81" "3>", Parsed({"e\xCC\x81", 3})},     // a type is one character, marks included
         {"<\xCC\x81" "B>", Parsed({"<\xCC\x81" "B>", 0})}, // "<" with a mark is not "<"
-        {"<B", std::nullopt},         {"<", std::nullopt},           {"<>", std::nullopt},
-        {"", std::nullopt},           {"<Bx>", std::nullopt},        {"<B 2>", std::nullopt},
+        {"<B", std::nullopt},         {"<>", std::nullopt},          {"<Bx>", std::nullopt},
         {"<Bw>", std::nullopt},       {"<B+-1>", std::nullopt},      {"<B->", std::nullopt},
         {"<B99999999999999999999>", std::nullopt},                   {"<B>\xCC\x81", std::nullopt},
     };
@@ -75,21 +71,16 @@ TEST(Morphology, SimplifySuffixCommand) {
     } rows[] = {
         {{"<B>", "<B>", "e", "<L>", "<R>", "s"}, List{"<B2>", "e", "s"}},
         {{"<E>", "<E>"}, List{"<E>"}},
-        {{"<E>"}, List{"<E>"}},
         {{"<L1>"}, List{"<L1>"}}, // fewer than two tokens: unchanged
-        {{"<B"}, List{"<B"}},
         {{"<B>", "B"}, List{"<B>", "B"}}, // plain capitals are characters, not operators
         {{"E", "<E>", "x"}, List{"E", "x"}},
         {{"<B>", "<E>", "<B2>"}, List{"<B3>"}}, // "<E>" does not keep operators apart
-        {{"L", "R"}, List{"L", "R"}},
         {{"<R>", "<L>"}, List{"<E>"}},
         {{"<R2>", "<L>"}, List{"<R2>", "<L>"}},
-        {{"<RW>", "<LW>"}, List{"<RW>", "<LW>"}},
         {{"x", "<R>", "<L>", "y", "z"}, List{"x", "y", "z"}},
         {{"<R2>", "<L>", "<R>", "<L2>"}, List{"<R2>", "<L2>"}}, // one pass only
         {{"<L1>", "<L>", "<R2>"}, List{"<E>"}},
         {{"<B>", "<BW>"}, List{"<BW>"}},
-        {{"<BW>", "<B2>"}, List{"<BW>"}},
         {{"<B", "x"}, std::nullopt},
         {{"<L9223372036854775807>", "<L>"}, std::nullopt}, // the merged count would overflow
     };
@@ -110,28 +101,20 @@ TEST(Morphology, ApplyCommand) {
         bool undoable;
     } rows[] = {
         {"table", "<B>s", Edit({"tabls", "<B>e"}), true},
-        {"table", "s", Edit({"tables", "<B>"}), true},
-        {"table", "<E>", Edit({"table", "<E>"}), true},
         {"stop", "<D>ed", Edit({"stopped", "<B3>"}), true},
         {"pomme de terre", "<PW>s", Edit({"pommes de terre", "<P2><B>"}), true},
         {"Paris", "<LW><C>", Edit({"paris", "<L5><C><R5>"}), true},
-        {"abcd", "<L2><S>x", Edit({"abxd", "<L><B>c<L><R2>"}), true},
         {"table", "", Edit({"table", "<E>"}), true},
-        {"", "", Edit({"", "<E>"}), true},
         {"", "<NW>", Edit({"", "<E>"}), true},
         {"tabl", "<B0>", Edit({"tablB", "<B>"}), true},
         {"ab-c", "<L2><C>", Edit({"ab-c", "<P><C><R2>"}), true},
         {"cafe\xCC\x81", "<B>", Edit({"caf", "e\xCC\x81"}), true},
-        {"cafe\xCC\x81", "<L><C>", Edit({"cafE\xCC\x81", "<L><C><R>"}), true},
         {"\xD1\x81\xD1\x82\xD0\xBE\xD0\xBB", "<L2><S2>\xD1\x8B", Edit({"\xD1\x81\xD1\x82\xD1\x8B", "<B>\xD0\xBE\xD0\xBB"}), true},
-        {"\xC7\x86" "a", "<LW><C>", Edit({"\xC7\x85" "a", "<L2><C><R2>"}), true}, // dž takes its title case
         {"pomme de terre", "<LW><N2>x", Edit({"pomme de xterre", "<L5><B><L9><R14>"}), true},
         {"pomme de terre", "<L9><N>x", Edit({"pomme de xterre", "<L5><B><L4><R9>"}), true},
-        {"pomme de terre", "<L5><N>s", Edit({"pomme de terres", "<B>"}), true},
         {"pomme de terre", "<P>s", Edit({"pomme des terre", "<P><B>"}), true},
         {"pomme de terre", "<P2>x", Edit({"pommex de terre", "<P2><B>"}), true},
         {"abc", "<L2><NW>x", Edit({"abcx", "<B>"}), true},
-        {"abc", "<L2><RW>x", Edit({"abcx", "<B>"}), true},
         // Steps that by design cannot be undone.
         {"abcd", "<L2><BW>", Edit({"", "ab<R2>"}), false},  // "c", "d" are lost
         {"ab", "<LW><D>", Edit({"ab", "<L2><B><R2>"}), false}, // nothing to duplicate at 0
@@ -145,27 +128,17 @@ TEST(Morphology, ApplyCommand) {
         // Failures.
         {"a", "<B2>", std::nullopt, false},
         {"ab", "<R>", std::nullopt, false},
-        {"ab", "<S>", std::nullopt, false},
-        {"ab", "<C>", std::nullopt, false},
         {"ab", "<X>", std::nullopt, false},
         {"ab", "<E2>", std::nullopt, false},
         {"ab", "<CW>", std::nullopt, false},
         {"ab", "<D3>", std::nullopt, false},
         {"ab", "<L><SW>", std::nullopt, false},
         {"ab", "<B-2>", std::nullopt, false},
-        {"ab", "<L-2>", std::nullopt, false},
-        {"ab", "<N-2>", std::nullopt, false},
-        {"ab", "<P-3>", std::nullopt, false},
         {"a b", "<P>", std::nullopt, false},
         {"ab", "<P>", std::nullopt, false},
-        {"", "<P>", std::nullopt, false},
-        {"", "<PW>", std::nullopt, false},
         {"12", "<PW>", std::nullopt, false},
         {"", "<N>", std::nullopt, false},
-        {"table", "<B", std::nullopt, false},
-        {"table", "<>", std::nullopt, false},
         {"table", "\\a", std::nullopt, false},
-        {"table", "<B99999999999999999999>", std::nullopt, false},
         {"table", "<B9223372036854775807>", std::nullopt, false},
         {"table", "<R9223372036854775807>", std::nullopt, false},
         {"table", "<N9223372036854775807>", Edit({"table", "<L1>"}), false},

@@ -41,11 +41,8 @@ TEST(TextServices, GraphemeClusters) {
         std::vector<std::string> clusters;
     } rows[] = {
         {"", {}},
-        {"abc", {"a", "b", "c"}},
         {"a\r\nb\n\r", {"a", "\r\n", "b", "\n", "\r"}},
         {"e\xCC\x81t\xC3\xA9", {"e\xCC\x81", "t", "\xC3\xA9"}},             // e + U+0301, t, é
-        {"\xD1\x81\xD1\x82\xD0\xBE\xD0\xBB", {"\xD1\x81", "\xD1\x82", "\xD0\xBE", "\xD0\xBB"}}, // стол
-        {"\xF0\x9F\x87\xAB\xF0\x9F\x87\xB7", {"\xF0\x9F\x87\xAB\xF0\x9F\x87\xB7"}},           // a flag: two RI
         {"a\xFF" "b", {"a", "\xFF", "b"}},                                   // malformed byte alone
     };
     for (const auto& row : rows) {
@@ -70,23 +67,18 @@ TEST(TextServices, ClustersAgreeWithIcuOnRandomText) {
 }
 
 TEST(TextServices, CharacterClasses) {
-    EXPECT_TRUE(isLetter(U'a'));
     EXPECT_TRUE(isLetter(0x0301)); // a combining mark counts as a letter
     EXPECT_TRUE(isLetter(0x0436)); // ж
     EXPECT_FALSE(isLetter(U'1'));
-    EXPECT_FALSE(isLetter(U'-'));
     EXPECT_TRUE(isLowercase(0x00DF)); // ß
     EXPECT_FALSE(isLowercase(U'A'));
     EXPECT_TRUE(isUppercase(0x01C5)); // ǅ, title case
-    EXPECT_TRUE(isUppercase(0x0416)); // Ж
     EXPECT_TRUE(isWhiteSpaceOrNewline(0x00A0));
-    EXPECT_TRUE(isWhiteSpaceOrNewline(0x0085));
     EXPECT_TRUE(isWhiteSpaceOrNewline(0x2029));
     EXPECT_FALSE(isWhiteSpaceOrNewline(0x001F));
     EXPECT_TRUE(isBlank(0x3000));
     EXPECT_FALSE(isBlank(U'\n'));
     EXPECT_TRUE(isNewline(0x2028));
-    EXPECT_FALSE(isNewline(U' '));
 }
 
 TEST(TextServices, SplitAtNewlines) {
@@ -95,7 +87,6 @@ TEST(TextServices, SplitAtNewlines) {
         std::vector<std::string_view> pieces;
     } rows[] = {
         {"", {}},
-        {"a", {"a"}},
         {"a\nb\n", {"a", "b"}},
         {"a\r\nb", {"a", "", "b"}},
         {"a\vb\fc\xC2\x85" "d\xE2\x80\xA8" "e\xE2\x80\xA9" "f", {"a", "b", "c", "d", "e", "f"}},
@@ -109,7 +100,6 @@ TEST(TextServices, Trim) {
     EXPECT_EQ(trimWhiteSpaceAndNewlines("\xC2\xA0x\xE3\x80\x80"), "x");
     EXPECT_EQ(trimWhiteSpaceAndNewlines(" \n "), "");
     EXPECT_EQ(trimBlanks("\t x \n"), "x \n");
-    EXPECT_EQ(trimBlanks(""), "");
 }
 
 TEST(TextServices, CanonicalEquivalenceAndOrder) {
@@ -132,12 +122,9 @@ TEST(TextServices, SwitchCase) {
         std::string character, expected;
     } rows[] = {
         {"a", "A"},
-        {"A", "a"},
         {"1", "1"},
-        {"-", "-"},
         {"\xC3\x9F", "S"},                     // ß: title case "Ss", first character kept
         {"\xC4\xB1", "I"},                     // dotless ı
-        {"\xC3\x89", "\xC3\xA9"},              // É -> é
         {"\xC7\x86", "\xC7\x85"},              // ǆ -> ǅ
         {"\xC7\x85", "\xC7\x86"},              // ǅ -> ǆ
         {"e\xCC\x81", "E\xCC\x81"},            // marks after the first scalar stay
