@@ -3,9 +3,12 @@
 #   make test    install what is missing, build, run every test
 #   make sanitize  the tests again under AddressSanitizer and UBSan
 #   make bench   the benchmarks (prints figures)
+#   make fuzz    every fuzz target for FUZZ_SECONDS seconds (clang, libFuzzer)
 
 BUILD_DIR    ?= build
 SANITIZE_DIR ?= build-sanitize
+FUZZ_DIR     ?= build-fuzz
+FUZZ_SECONDS ?= 60
 JOBS         ?= $(shell nproc 2>/dev/null || echo 2)
 
 # Debian packages the build needs, with a file that shows each is present.
@@ -16,8 +19,11 @@ PACKAGES = g++:/usr/bin/g++ \
            libicu-dev:/usr/include/unicode/uchar.h \
            libgtest-dev:/usr/include/gtest/gtest.h \
            libbenchmark-dev:/usr/include/benchmark/benchmark.h
+# The fuzz targets build with clang and its libFuzzer runtime.
+FUZZ_PACKAGES = clang:/usr/bin/clang++ \
+                libclang-rt-14-dev:/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
 
-.PHONY: all deps build run test sanitize bench clean
+.PHONY: all deps build run test sanitize bench clean fuzz-deps fuzz
 
 all: build
 
@@ -56,6 +62,27 @@ sanitize: deps
 
 bench: build
 	bench/run.sh $(BUILD_DIR)
+
+fuzz-deps: deps
+	@missing=""; \
+	for entry in $(FUZZ_PACKAGES); do \
+	  package=$${entry%%:*}; file=$${entry#*:}; \
+	  [ -e "$$file" ] || missing="$$missing $$package"; \
+	done; \
+	if [ -n "$$missing" ]; then \
+	  if [ "$$(id -u)" -ne 0 ]; then \
+	    echo "Missing packages:$$missing (run as root, or install them with apt-get)"; exit 1; \
+	  fi; \
+	  echo "Installing:$$missing"; \
+	  export DEBIAN_FRONTEND=noninteractive; \
+	  apt-get update -qq && apt-get install -y -qq --no-install-recommends $$missing; \
+	fi
+
+fuzz: fuzz-deps
+	cmake -S . -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
+	  -DLEXPAND_FUZZ=ON -DLEXPAND_BUILD_TESTS=OFF
+	cmake --build $(FUZZ_DIR) -j $(JOBS)
+	fuzz/run.sh $(FUZZ_DIR) $(FUZZ_SECONDS)
 
 clean:
 	rm -rf $(BUILD_DIR) $(SANITIZE_DIR)
