@@ -18,7 +18,10 @@
 //   - a final "<Pk>" positioning that does not land on the cursor: it counts
 //     non-letters, while the move it makes counts words;
 //   - a reverse command that does not tokenize back into its own tokens
-//     (removed white space or characters the tokenizer treats specially).
+//     (removed white space or characters the tokenizer treats specially);
+//   - a result that holds a "<": should the reverse command remove it, its
+//     own reverse list holds a "<" token that cannot be simplified, and it
+//     fails.
 // The check also requires that joining the edited characters cannot merge
 // them into other grapheme clusters, so that positions in the result mean
 // what they meant to the editor: every scalar must be a cluster of its own
@@ -111,6 +114,8 @@ bool positioningLandsOnCursor(const EditState& state) {
 bool reverseCommandMustRestore(std::string_view wordForm, std::string_view morphologicalCommand,
                                const std::vector<Morphology::Operator>& command, const Morphology::EditResult& result) {
     if (!standsAlone(wordForm) || !standsAlone(morphologicalCommand)) return false;
+
+    if (result.resultingWordForm.find('<') != std::string::npos) return false;
 
     const std::optional<lexpand::TokenList> reverseTokens =
         lexpand::Tokenizer::textualOrthographicGrammar(result.reverseCommand);
