@@ -74,6 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (data[0] == 'S') level = lexpand::LinguisticLevel::syntax;
     if (data[0] == 'P') level = lexpand::LinguisticLevel::propertyDefinition;
     const std::string_view text = lexpand::fuzz::asText(data + 1, size - 1);
+    if (!lexpand::fuzz::compilesQuickly(text)) return 0;
 
     const std::optional<lexpand::MGFSA> compiled = lexpand::textualGrammarToMgfsa(text, level);
     if (!compiled) return 0;

@@ -27,6 +27,7 @@ constexpr const char* sampleEntries[] = {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size > maximalInputSize) return 0;
     const std::string_view text = lexpand::fuzz::asText(data, size);
+    if (!lexpand::fuzz::compilesQuickly(text)) return 0;
     if (!lexpand::fuzz::withinExplorationBudget(text, lexpand::LinguisticLevel::propertyDefinition)) return 0;
 
     const std::optional<lexpand::PropertiesDefinitions> definitions = lexpand::PropertiesDefinitions::init(text);
