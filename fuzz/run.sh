@@ -16,6 +16,11 @@ if [ ${#targets[@]} -eq 0 ]; then
   targets=(TokenizersFuzzer GrammarFuzzer PropertiesDefinitionsFuzzer ALUFuzzer EditorFuzzer DriverFuzzer)
 fi
 
+# Temporary files of the targets (DriverFuzzer's run directory) stay in the
+# build directory, also when a target ends without cleaning up.
+export TMPDIR="$build/fuzz-tmp"
+mkdir -p "$TMPDIR"
+
 failed=()
 for target in "${targets[@]}"; do
   binary="$build/fuzz/$target"
