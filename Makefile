@@ -3,10 +3,13 @@
 #   make test    install what is missing, build, run every test
 #   make sanitize  the tests again under AddressSanitizer and UBSan
 #   make bench   the benchmarks (prints figures)
+#   make fuzz    every fuzz target for FUZZ_SECONDS seconds (clang, libFuzzer)
 
 BUILD_DIR    ?= build
 SANITIZE_DIR ?= build-sanitize
 BENCH_DIR    ?= build-bench
+FUZZ_DIR     ?= build-fuzz
+FUZZ_SECONDS ?= 60
 # The converter of Hunspell dictionaries, beside the repository.
 HUNSPELL2LEXPAND ?= ../shared/tools/hunspell2lexpand.py
 JOBS         ?= $(shell nproc 2>/dev/null || echo 2)
@@ -23,8 +26,11 @@ PACKAGES = g++:/usr/bin/g++ \
 BENCH_PACKAGES = hunspell-ru:/usr/share/hunspell/ru_RU.dic \
                  hunspell-tools:/usr/bin/unmunch \
                  time:/usr/bin/time
+# The fuzz targets build with clang and its libFuzzer runtime.
+FUZZ_PACKAGES = clang:/usr/bin/clang++ \
+                libclang-rt-14-dev:/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
 
-.PHONY: all deps build run test sanitize bench bench-deps clean
+.PHONY: all deps build run test sanitize bench bench-deps fuzz fuzz-deps clean
 
 all: build
 
@@ -71,5 +77,14 @@ bench: bench-deps
 	$(BENCH_DIR)/bench/lexpand_microbench
 	HUNSPELL2LEXPAND="$(HUNSPELL2LEXPAND)" bench/run.sh $(BENCH_DIR)
 
+fuzz-deps: deps
+	@$(MAKE) --no-print-directory deps PACKAGES="$(FUZZ_PACKAGES)"
+
+fuzz: fuzz-deps
+	cmake -S . -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
+	  -DLEXPAND_FUZZ=ON -DLEXPAND_BUILD_TESTS=OFF
+	cmake --build $(FUZZ_DIR) -j $(JOBS)
+	fuzz/run.sh $(FUZZ_DIR) $(FUZZ_SECONDS)
+
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(BENCH_DIR) build-profile
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(BENCH_DIR) $(FUZZ_DIR) build-profile

@@ -155,8 +155,14 @@ std::uint64_t hashBytes(std::uint64_t hash, std::string_view bytes) {
 // ---- Label -------------------------------------------------------------------
 
 // Constant-initialized, so that it is ready before any dynamic initializer of
-// any other file runs; equal to Label::init("<E>", "").
+// any other file runs; equal to Label::init("<E>", ""). Clang 14 cannot
+// evaluate libstdc++'s std::string constructor at compile time, so there it
+// is initialized dynamically; no object at namespace scope reads it.
+#if defined(__clang__)
+const Label EPSILON{"<E>", "", Label::InputType::epsilon};
+#else
 constinit const Label EPSILON{"<E>", "", Label::InputType::epsilon};
+#endif
 
 std::optional<Label> Label::init(std::string_view inputString, std::string_view outputString) {
     const auto make = [&](InputType inputType) {

@@ -1,0 +1,105 @@
+// Fuzz target for the grammar compiler: a grammar text is compiled
+// (textualGrammarToMgfsa), determinized, and every graph explored. The first
+// byte picks the level: 'S' syntax, 'P' properties definitions, anything else
+// orthographic (the level of morphological grammars).
+//
+// When no graph has a loop, exploring before and after determinization must
+// find the same set of paths: determinization keeps the label sequences, and
+// without loops the repetition limit plays no part.
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "FuzzInput.h"
+#include "MGFSA.h"
+#include "Morphology.h"
+#include "TextualGrammar.h"
+
+namespace {
+
+constexpr std::size_t maximalInputSize = 1024;
+
+using PathSet = std::set<std::pair<std::string, std::vector<std::string>>>;
+
+std::optional<PathSet> pathsOf(const lexpand::MGFSA& grammar, const std::string& graphName,
+                               lexpand::LinguisticLevel level) {
+    const std::optional<lexpand::ExplorationResult> explored = grammar.explore(graphName, level, 1);
+    if (!explored) return std::nullopt;
+    if (explored->input.size() != explored->output.size()) __builtin_trap();
+    PathSet paths;
+    for (std::size_t i = 0; i < explored->input.size(); ++i) paths.emplace(explored->input[i], explored->output[i]);
+    return paths;
+}
+
+// True when the graph has a cycle of transitions (calls are not followed).
+bool hasLoop(const lexpand::GFSA& graph) {
+    enum class Mark { unvisited, onStack, done };
+    std::vector<Mark> marks(graph.states.size(), Mark::unvisited);
+    for (std::size_t root = 0; root < graph.states.size(); ++root) {
+        if (marks[root] != Mark::unvisited) continue;
+        // Iterative depth-first search: (state, next transition to look at).
+        std::vector<std::pair<std::size_t, std::size_t>> stack{{root, 0}};
+        marks[root] = Mark::onStack;
+        while (!stack.empty()) {
+            auto& [state, next] = stack.back();
+            const auto& transitions = graph.states[state].outGoingTransitions;
+            if (next == transitions.size()) {
+                marks[state] = Mark::done;
+                stack.pop_back();
+                continue;
+            }
+            const std::int64_t destination = transitions[next++].destinationStateIndex;
+            if (destination < 0 || static_cast<std::size_t>(destination) >= graph.states.size()) continue;
+            const auto target = static_cast<std::size_t>(destination);
+            if (marks[target] == Mark::onStack) return true;
+            if (marks[target] == Mark::unvisited) {
+                marks[target] = Mark::onStack;
+                stack.emplace_back(target, 0);
+            }
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size == 0 || size > maximalInputSize) return 0;
+    lexpand::LinguisticLevel level = lexpand::LinguisticLevel::orthographic;
+    if (data[0] == 'S') level = lexpand::LinguisticLevel::syntax;
+    if (data[0] == 'P') level = lexpand::LinguisticLevel::propertyDefinition;
+    const std::string_view text = lexpand::fuzz::asText(data + 1, size - 1);
+    if (!lexpand::fuzz::compilesQuickly(text)) return 0;
+
+    const std::optional<lexpand::MGFSA> compiled = lexpand::textualGrammarToMgfsa(text, level);
+    if (!compiled) return 0;
+    lexpand::MGFSA determinized = *compiled;
+    determinized.determinize();
+    if (determinized.graphs.size() != compiled->graphs.size()) __builtin_trap();
+    if (!lexpand::fuzz::withinExplorationBudget(*compiled) || !lexpand::fuzz::withinExplorationBudget(determinized))
+        return 0;
+
+    // Properties definitions are enumerated at level syntax; the other levels
+    // are explored at their own level.
+    const lexpand::LinguisticLevel exploredLevel =
+        level == lexpand::LinguisticLevel::propertyDefinition ? lexpand::LinguisticLevel::syntax : level;
+    bool anyLoop = false;
+    for (const auto& [name, graph] : compiled->graphs) anyLoop = anyLoop || hasLoop(graph);
+
+    for (const auto& [name, graph] : determinized.graphs) {
+        const std::optional<PathSet> after = pathsOf(determinized, name, exploredLevel);
+        if (!anyLoop) {
+            const std::optional<PathSet> before = pathsOf(*compiled, name, exploredLevel);
+            if (before != after) __builtin_trap();
+        }
+        if (level == lexpand::LinguisticLevel::orthographic) {
+            (void)lexpand::Morphology::exploreParadigm(name, determinized);
+        }
+    }
+    return 0;
+}
