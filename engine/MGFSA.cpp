@@ -211,16 +211,27 @@ void MGFSA::determinize() {
 // date by every push and pop; a transition costs one array access, and only
 // a call looks up a map. The input text and the outputs of the current path
 // are kept as stacks too, so recording a path costs only the copy of its result.
+//
+// An exploration that finds many paths first only counts them past a
+// threshold, and is run again to record them once it is known to succeed:
+// one that passes the path limit, or meets a missing graph or the call depth
+// limit late, is then found absent without holding millions of paths (up to
+// gigabytes) in memory. Ordinary paradigms stay below the threshold and are
+// explored once.
 
 std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, LinguisticLevel linguisticLevel,
                                                 int repetitionLimit) const {
     struct Exploration {
-        Exploration(const MGFSA& grammar, bool joinWithSpaces, std::int64_t limit)
-            : grammar(grammar), joinWithSpaces(joinWithSpaces), limit(limit) {}
+        Exploration(const MGFSA& grammar, bool joinWithSpaces, std::int64_t limit, std::size_t recordingLimit)
+            : grammar(grammar), joinWithSpaces(joinWithSpaces), limit(limit), recordingLimit(recordingLimit) {}
 
         const MGFSA& grammar;
         const bool joinWithSpaces;
         const std::int64_t limit;
+        // Past this many recorded paths, the result is dropped and the paths
+        // are only counted: `complete` is then false.
+        const std::size_t recordingLimit;
+        bool complete = true;
         std::vector<Step> path;
         // Node-based maps: the addresses of their values stay valid.
         std::unordered_map<FrameKey, StateCounts, FrameKeyHash> frames;
@@ -284,6 +295,12 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
         }
 
         void record() {
+            if (!complete) return;
+            if (result.input.size() == recordingLimit) {
+                complete = false;
+                result = ExplorationResult();
+                return;
+            }
             result.input.emplace_back(trimWhiteSpaceAndNewlines(input));
             std::vector<std::string>& pathOutputs = result.output.emplace_back();
             pathOutputs.reserve(outputs.size());
@@ -366,9 +383,15 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
 
     const auto start = findGraph(graphs, nonNfcNames_, graphName);
     if (start == graphs.end()) return std::nullopt;
-    Exploration exploration(*this, linguisticLevel == LinguisticLevel::syntax, repetitionLimit);
+    const bool joinWithSpaces = linguisticLevel == LinguisticLevel::syntax;
+    constexpr std::size_t pathsRecordedBeforeSuccess = std::size_t{1} << 16;
+    Exploration exploration(*this, joinWithSpaces, repetitionLimit, pathsRecordedBeforeSuccess);
     if (!exploration.run(start->second)) return std::nullopt;
-    return std::move(exploration.result);
+    if (exploration.complete) return std::move(exploration.result);
+    // The exploration succeeds: run it again, recording every path.
+    Exploration recording(*this, joinWithSpaces, repetitionLimit, maximalPathCount + 1);
+    if (!recording.run(start->second)) return std::nullopt;
+    return std::move(recording.result);
 }
 
 std::int64_t MGFSA::countOccurencesOf(const std::string& graphName, const std::vector<std::int64_t>& stackOfStateIds,

@@ -331,6 +331,25 @@ TEST(Explore, MoreThanTheMaximalNumberOfPathsIsAbsent) {
     EXPECT_TRUE(under->input.empty());
 }
 
+// Past some tens of thousands of paths the exploration only counts, then
+// records in a second run once it knows it succeeds: the paths are all there,
+// in order, and a failure after that many paths is still absent.
+TEST(Explore, ManyPathsAreRecordedOrAbsent) {
+    std::string choices;
+    for (int i = 0; i < 17; ++i) choices += "(a|b) ";
+    const MGFSA grammar = compiled("A = " + choices + ";\nB = " + choices + "| :Missing ;");
+    const Paths paths = pathsOf(grammar.explore("A", LinguisticLevel::orthographic, 1));
+    ASSERT_TRUE(paths);
+    ASSERT_EQ(paths->size(), std::size_t{1} << 17);
+    // Path i reads i in binary, "a" for 0 and "b" for 1, highest digit first.
+    for (std::size_t i = 0; i < paths->size(); i += 4099) {
+        std::string expected;
+        for (int digit = 16; digit >= 0; --digit) expected += (i >> digit) & 1 ? 'b' : 'a';
+        ASSERT_EQ((*paths)[i].first, expected) << "path " << i;
+    }
+    EXPECT_FALSE(grammar.explore("B", LinguisticLevel::orthographic, 1));
+}
+
 TEST(CountOccurencesOf, MatchesGraphAndWholeStack) {
     const std::string composed = "N\xC3\xA9";
     const std::string decomposed = "Ne\xCC\x81";
