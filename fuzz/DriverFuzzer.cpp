@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "ALU.h"
+#include "Dictionary.h"
 #include "FuzzInput.h"
 #include "MGFSA.h"
 #include "Resources.h"
@@ -49,18 +50,24 @@ std::string writeFile(const std::string& name, std::string_view content) {
     return path;
 }
 
-// True when the two grammars, merged, may be explored within the budget of
-// one input (or do not compile or merge: nothing is then explored).
-bool grammarsWithinExplorationBudget(std::string_view grammarText, std::string_view usedText) {
+// True when the grammars and the paradigm values of the dictionary's
+// entries over them may be explored within the budget of one input (or when
+// the command-line grammar does not compile: nothing is then explored). The
+// used grammar counts when it compiles and merges.
+bool withinExplorationBudget(std::string_view dictionaryText, std::string_view grammarText,
+                             std::string_view usedText) {
     const auto level = lexpand::LinguisticLevel::orthographic;
     std::optional<lexpand::MGFSA> merged = lexpand::textualGrammarToMgfsa(grammarText, level);
-    const std::optional<lexpand::MGFSA> used = lexpand::textualGrammarToMgfsa(usedText, level);
-    if (!merged || !used) return true;
+    if (!merged) return true;
     merged->determinize();
-    lexpand::MGFSA determinizedUsed = *used;
-    determinizedUsed.determinize();
-    if (!merged->mergeWith(determinizedUsed)) return true;
-    return lexpand::fuzz::withinExplorationBudget(*merged);
+    if (std::optional<lexpand::MGFSA> used = lexpand::textualGrammarToMgfsa(usedText, level)) {
+        used->determinize();
+        lexpand::MGFSA withUsed = *merged;
+        if (withUsed.mergeWith(*used)) merged = std::move(withUsed);
+    }
+    return lexpand::fuzz::withinExplorationBudget(*merged) &&
+           lexpand::fuzz::entryValuesWithinExplorationBudget(lexpand::significantLines(dictionaryText),
+                                                              std::move(*merged));
 }
 
 class CountingSink final : public lexpand::LineSink {
@@ -114,9 +121,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!lexpand::fuzz::compilesQuickly(input)) return 0;
     std::vector<std::string_view> parts = lexpand::fuzz::splitInput(input, '\0', 4);
     parts.resize(4);
-    // Paradigm values of entries may be expressions that call several graphs.
-    if (std::count(parts[0].begin(), parts[0].end(), ':') > 8) return 0;
-    if (!grammarsWithinExplorationBudget(parts[1], parts[3])) return 0;
+    if (!withinExplorationBudget(parts[0], parts[1], parts[3])) return 0;
 
     const std::string dictionaryPath = writeFile("run.dic", parts[0]);
     const std::string grammarPath = writeFile("grammar.pdg", parts[1]);

@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "ALU.h"
 #include "GFSA.h"
 #include "MGFSA.h"
 #include "TextualGrammar.h"
@@ -139,16 +140,20 @@ private:
 
 } // namespace detail
 
+namespace detail {
+
+inline bool withinBudget(const PathBound::Bound& paths) {
+    return paths.count < explorationBudget && paths.length < explorationBudget &&
+           paths.count * paths.length < 10 * explorationBudget;
+}
+
+} // namespace detail
+
 // True when every graph of `grammar` may be explored within the budget.
 inline bool withinExplorationBudget(const MGFSA& grammar) {
     detail::PathBound bound(grammar);
-    for (const auto& [name, graph] : grammar.graphs) {
-        const detail::PathBound::Bound paths = bound.of(name);
-        if (paths.count >= explorationBudget || paths.length >= explorationBudget ||
-            paths.count * paths.length >= 10 * explorationBudget)
-            return false;
-    }
-    return true;
+    return std::all_of(grammar.graphs.begin(), grammar.graphs.end(),
+                       [&](const auto& graph) { return detail::withinBudget(bound.of(graph.first)); });
 }
 
 // The same for a grammar text, compiled at `level`; true when it does not
@@ -156,6 +161,26 @@ inline bool withinExplorationBudget(const MGFSA& grammar) {
 inline bool withinExplorationBudget(std::string_view grammarText, LinguisticLevel level) {
     const std::optional<MGFSA> grammar = textualGrammarToMgfsa(grammarText, level);
     return !grammar || withinExplorationBudget(*grammar);
+}
+
+// True when the "FLX=" values of the entry lines `lines` may be explored
+// within the budget over the paradigms of `grammar`. Such a value is an
+// expression over the paradigms, explored as the graph "_Main" (which it may
+// call): a few stars, alternatives or calls in a row multiply its paths up to
+// the engine's path limit, which is valid but far beyond the time of one input.
+inline bool entryValuesWithinExplorationBudget(const std::vector<std::string_view>& lines, MGFSA grammar) {
+    for (const std::string_view line : lines) {
+        const std::optional<ALU> entry = ALU::init(line, nullptr);
+        if (!entry) continue;
+        for (const std::string& value : entry->flxParadigms) {
+            const bool isName = value.empty() || (value.front() != ':' && value.front() != '<');
+            std::optional<GFSA> graph = expression2Gfsa(isName ? ":" + value : value, LinguisticLevel::syntax);
+            if (!graph) continue;
+            grammar.addGraph("_Main", std::move(*graph));
+            if (!detail::withinBudget(detail::PathBound(grammar).of("_Main"))) return false;
+        }
+    }
+    return true;
 }
 
 } // namespace lexpand::fuzz
