@@ -328,7 +328,9 @@ int main(int argc, char** argv) {
         throw;
     }
     out.flush();
-    context.times.mark("output");
+    // After a failure, the time since the last phase belongs to the phase
+    // that failed, not to the output: it only counts in the total.
+    if (status == lexpand::statusSuccess) context.times.mark("output");
     context.times.report();
     return status;
 }
