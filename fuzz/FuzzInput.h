@@ -138,10 +138,6 @@ private:
     std::set<std::string> active_;
 };
 
-} // namespace detail
-
-namespace detail {
-
 inline bool withinBudget(const PathBound::Bound& paths) {
     return paths.count < explorationBudget && paths.length < explorationBudget &&
            paths.count * paths.length < 10 * explorationBudget;
