@@ -17,13 +17,6 @@ namespace {
 
 constexpr std::string_view grammarReferencePrefix = "#use ";
 
-// The expression of one inflectional value: the value itself when it is
-// already an expression (a call or a command), else a call of the graph it names.
-std::string inflectionalExpression(const std::string& value) {
-    if (!value.empty() && (value.front() == ':' || value.front() == '<')) return value;
-    return ":" + value;
-}
-
 // The "FLX=" and "DRV=" items of `alu`, which every form of the entry lists.
 void appendParadigmItems(std::vector<std::string>& listed, const ALU& alu) {
     for (const std::string& value : alu.flxParadigms) listed.push_back("FLX=" + value);
@@ -31,6 +24,11 @@ void appendParadigmItems(std::vector<std::string>& listed, const ALU& alu) {
 }
 
 } // namespace
+
+std::string inflectionalExpression(const std::string& value) {
+    if (!value.empty() && (value.front() == ':' || value.front() == '<')) return value;
+    return ":" + value;
+}
 
 std::vector<std::string> sortedPropertyList(std::vector<std::string> properties, const std::string& reverseCommand) {
     std::stable_sort(properties.begin(), properties.end(), CanonicalLess());

@@ -24,6 +24,11 @@ std::optional<std::vector<std::string>> loadDictionary(const std::string& path);
 // The same lines of the dictionary text `text`, as views into it.
 std::vector<std::string_view> significantLines(std::string_view text);
 
+// The expression that an entry's "FLX=" value `value` stands for, explored
+// as the graph "_Main": the value itself when it is already an expression (a
+// call or a command), else a call of the graph it names.
+std::string inflectionalExpression(const std::string& value);
+
 // Every form of one entry: three parallel lists, one element per form.
 struct EntryForms {
     std::vector<std::string> wordForms;

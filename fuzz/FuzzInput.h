@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "ALU.h"
+#include "Dictionary.h"
 #include "GFSA.h"
 #include "MGFSA.h"
 #include "TextualGrammar.h"
@@ -169,8 +170,7 @@ inline bool entryValuesWithinExplorationBudget(const std::vector<std::string_vie
         const std::optional<ALU> entry = ALU::init(line, nullptr);
         if (!entry) continue;
         for (const std::string& value : entry->flxParadigms) {
-            const bool isName = value.empty() || (value.front() != ':' && value.front() != '<');
-            std::optional<GFSA> graph = expression2Gfsa(isName ? ":" + value : value, LinguisticLevel::syntax);
+            std::optional<GFSA> graph = expression2Gfsa(inflectionalExpression(value), LinguisticLevel::syntax);
             if (!graph) continue;
             grammar.addGraph("_Main", std::move(*graph));
             if (!detail::withinBudget(detail::PathBound(grammar).of("_Main"))) return false;
