@@ -4,6 +4,7 @@
 #   make sanitize  the tests again under AddressSanitizer and UBSan
 #   make bench   the benchmarks (prints figures)
 #   make fuzz    every fuzz target for FUZZ_SECONDS seconds (clang, libFuzzer)
+#   make format  lay out every C++ source (make format-check: only check, as CI does)
 
 BUILD_DIR    ?= build
 SANITIZE_DIR ?= build-sanitize
@@ -26,11 +27,13 @@ PACKAGES = g++:/usr/bin/g++ \
 BENCH_PACKAGES = hunspell-ru:/usr/share/hunspell/ru_RU.dic \
                  hunspell-tools:/usr/bin/unmunch \
                  time:/usr/bin/time
+# The layout check.
+FORMAT_PACKAGES = clang-format:/usr/bin/clang-format
 # The fuzz targets build with clang and its libFuzzer runtime.
 FUZZ_PACKAGES = clang:/usr/bin/clang++ \
                 libclang-rt-14-dev:/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
 
-.PHONY: all deps build run test sanitize bench bench-deps fuzz fuzz-deps clean
+.PHONY: all deps build run test sanitize bench bench-deps fuzz fuzz-deps format format-check clean
 
 all: build
 
@@ -49,10 +52,8 @@ deps:
 	  apt-get update -qq && apt-get install -y -qq --no-install-recommends $$missing; \
 	fi
 
-$(BUILD_DIR)/CMakeCache.txt: | deps
-	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release
-
-build: deps $(BUILD_DIR)/CMakeCache.txt
+build: deps
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
 	cmake --build $(BUILD_DIR) -j $(JOBS)
 
 run: build
@@ -63,7 +64,7 @@ test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
 
 sanitize: deps
-	cmake -S . -B $(SANITIZE_DIR) -DCMAKE_BUILD_TYPE=Debug -DLEXPAND_SANITIZE=ON
+	cmake -S . -B $(SANITIZE_DIR) -DCMAKE_BUILD_TYPE=Debug -DLEXPAND_SANITIZE=ON $(CMAKE_FLAGS)
 	cmake --build $(SANITIZE_DIR) -j $(JOBS)
 	cd $(SANITIZE_DIR) && ctest --output-on-failure -j $(JOBS)
 
@@ -85,6 +86,17 @@ fuzz: fuzz-deps
 	  -DLEXPAND_FUZZ=ON -DLEXPAND_BUILD_TESTS=OFF
 	cmake --build $(FUZZ_DIR) -j $(JOBS)
 	fuzz/run.sh $(FUZZ_DIR) $(FUZZ_SECONDS)
+
+# The C++ sources of the repository, laid out by .clang-format.
+SOURCES = $(shell git ls-files '*.cpp' '*.h' 2>/dev/null)
+
+format: deps
+	@$(MAKE) --no-print-directory deps PACKAGES="$(FORMAT_PACKAGES)"
+	clang-format -i $(SOURCES)
+
+format-check: deps
+	@$(MAKE) --no-print-directory deps PACKAGES="$(FORMAT_PACKAGES)"
+	clang-format --dry-run -Werror $(SOURCES)
 
 clean:
 	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(BENCH_DIR) $(FUZZ_DIR) build-profile

@@ -28,8 +28,7 @@ namespace {
 
 // Stops the run when a fixture that every timing depends on cannot be built:
 // a benchmark of a failing call would time the failure path.
-template <typename T>
-T require(std::optional<T> value, std::string_view what) {
+template <typename T> T require(std::optional<T> value, std::string_view what) {
     if (!value) {
         std::cerr << "lexpand_microbench: cannot build " << what << "\n";
         std::exit(1);
@@ -54,17 +53,17 @@ constexpr CommandCase commandCases[] = {
     {"foot", "<L><B2>ee<R>"},
     {"teach", "<B4>aught"},
     {"Paris", "<LW><C>"},
-    {"\xD1\x81\xD0\xB8\xD0\xBD\xD1\x8F\xD1\x8F", "<B2>\xD0\xB8\xD0\xB9"},             // синяя -> синий
+    {"\xD1\x81\xD0\xB8\xD0\xBD\xD1\x8F\xD1\x8F", "<B2>\xD0\xB8\xD0\xB9"}, // синяя -> синий
     {"\xD0\xBA\xD1\x80\xD0\xB0\xD1\x81\xD0\xBD\xD1\x8B\xD0\xB9", "<B2>\xD0\xBE\xD0\xB3\xD0\xBE"}, // красный -> красного
-    {"\xD1\x81\xD1\x82\xD0\xBE\xD0\xBB", "<L2><S2>\xD1\x8B"},                         // стол -> сты
-    {"\xD0\xBA\xD0\xBD\xD0\xB8\xD0\xB3\xD0\xB0", "<B>\xD0\xB0\xD0\xBC\xD0\xB8"},     // книга -> книгами
+    {"\xD1\x81\xD1\x82\xD0\xBE\xD0\xBB", "<L2><S2>\xD1\x8B"},                                     // стол -> сты
+    {"\xD0\xBA\xD0\xBD\xD0\xB8\xD0\xB3\xD0\xB0", "<B>\xD0\xB0\xD0\xBC\xD0\xB8"}, // книга -> книгами
     {"attorney general", "<PW>s"},
     {"pomme de terre", "<PW>s"},
     {"pomme de terre", "<L9><N>x"},
     {"pomme de terre", "<LW><N2>x"},
     {"cafe\xCC\x81", "<B>s"},
     {"cafe\xCC\x81", "<L><C>"},
-    {"\xD0\xB4\xD0\xBE\xCC\x81\xD0\xBC", "\xD0\xB0"},                                 // до́м -> до́ма
+    {"\xD0\xB4\xD0\xBE\xCC\x81\xD0\xBC", "\xD0\xB0"}, // до́м -> до́ма
     {"re\xCC\x81sume\xCC\x81", "<B>e\xCC\x81s"},
 };
 
@@ -100,14 +99,13 @@ BENCHMARK(BM_ApplyParsedCommand);
 
 // ---- Entries and properties -------------------------------------------------
 
-constexpr std::string_view englishDefinitions =
-    "N_Nb = s | p ;\n"
-    "N_Gender = m | f | n ;\n"
-    "V_Tense = INF | PR3S | ING | PT | PP ;\n"
-    "V_Valency = Tr | Intr ;\n"
-    "ADJ_Degree = POS | COMP | SUP ;\n"
-    "MORPHOLOGICALPROPERTIES = Nb | Tense | Degree ;\n"
-    "EXCLUSIVEPROPERTIES = Nb | Tense | Degree | Gender ;\n";
+constexpr std::string_view englishDefinitions = "N_Nb = s | p ;\n"
+                                                "N_Gender = m | f | n ;\n"
+                                                "V_Tense = INF | PR3S | ING | PT | PP ;\n"
+                                                "V_Valency = Tr | Intr ;\n"
+                                                "ADJ_Degree = POS | COMP | SUP ;\n"
+                                                "MORPHOLOGICALPROPERTIES = Nb | Tense | Degree ;\n"
+                                                "EXCLUSIVEPROPERTIES = Nb | Tense | Degree | Gender ;\n";
 
 // A .def of 50 properties over three categories, as large lexicons have.
 std::string largeDefinitions() {
@@ -168,9 +166,9 @@ void BM_AddCategoryAndAllProperties(benchmark::State& state) {
         {"N", {"Nb=s"}, {"FLX=NOUN_SAME", "_LEX=\"<E>\"", "p"}}, // inconsistent: dropped
     };
     for (const Row& row : rows)
-        require(Morphology::addCategoryAndAllProperties(row.category, &row.morphological, row.inflectional,
-                                                        definitions),
-                "an assembly of properties");
+        require(
+            Morphology::addCategoryAndAllProperties(row.category, &row.morphological, row.inflectional, definitions),
+            "an assembly of properties");
     for (auto _ : state) {
         for (const Row& row : rows) {
             auto result = Morphology::addCategoryAndAllProperties(row.category, &row.morphological, row.inflectional,
@@ -249,7 +247,7 @@ BENCHMARK(BM_EntryExpanderInflectAndDerive);
 // suffix rules (a deletion, a suffix and a property per path) and paradigms
 // that are unions of calls to them.
 std::string generatedGrammar(int ruleCount) {
-    static const char* const endings[] = {"\xD0\xB0",          "\xD1\x8B",         "\xD1\x83",
+    static const char* const endings[] = {"\xD0\xB0",         "\xD1\x8B",         "\xD1\x83",
                                           "\xD0\xBE\xD0\xB9", "\xD0\xB5",         "\xD0\xB0\xD0\xBC\xD0\xB8",
                                           "\xD0\xB8\xD0\xB9", "\xD0\xB0\xD1\x8F", "\xD0\xBE\xD0\xB3\xD0\xBE"};
     constexpr int endingCount = static_cast<int>(std::size(endings));
@@ -291,9 +289,9 @@ BENCHMARK(BM_TextualGrammarToMgfsa)->Unit(benchmark::kMillisecond);
 // Determinizing every graph of the compiled grammar; the copy that each
 // iteration works on is made outside the timing.
 void BM_Determinize(benchmark::State& state) {
-    const MGFSA compiled = require(textualGrammarToMgfsa(generatedGrammar(grammarRuleCount),
-                                                         LinguisticLevel::orthographic),
-                                   "the generated grammar");
+    const MGFSA compiled =
+        require(textualGrammarToMgfsa(generatedGrammar(grammarRuleCount), LinguisticLevel::orthographic),
+                "the generated grammar");
     for (auto _ : state) {
         state.PauseTiming();
         MGFSA grammar = compiled;

@@ -1,4 +1,5 @@
-// Exports parseLexeme, splitProperties, splitLexicalInformation, normalize, parseProperties, ALU, PropertiesDefinitions.
+// Exports parseLexeme, splitProperties, splitLexicalInformation, normalize, parseProperties, ALU,
+// PropertiesDefinitions.
 
 #include "ALU.h"
 
@@ -48,7 +49,9 @@ struct EntryMatch {
     std::size_t end = 0;         // one past the match (the properties included)
 };
 
-bool isCapital(char c) { return c >= 'A' && c <= 'Z'; }
+bool isCapital(char c) {
+    return c >= 'A' && c <= 'Z';
+}
 
 // The length of the line terminator that starts at `i` ("\n", "\v", "\f",
 // "\r", U+0085, U+2028, U+2029), or 0.
@@ -239,7 +242,9 @@ std::optional<std::string_view> findPropertyName(std::string_view category, std:
     return std::nullopt;
 }
 
-bool startsWith(std::string_view text, std::string_view prefix) { return text.substr(0, prefix.size()) == prefix; }
+bool startsWith(std::string_view text, std::string_view prefix) {
+    return text.substr(0, prefix.size()) == prefix;
+}
 
 template <typename Items>
 ClassifiedProperties classifyProperties(std::string_view category, const Items& properties,
@@ -268,8 +273,8 @@ ClassifiedProperties classifyProperties(std::string_view category, const Items& 
             text = std::string(item);
         }
         // A property without a name is lexical, whatever the names listed.
-        const bool morphological =
-            haveMorphologicalNames && !name.empty() && containsCanonically(definitions->morphologicalPropertyNames, name);
+        const bool morphological = haveMorphologicalNames && !name.empty() &&
+                                   containsCanonically(definitions->morphologicalPropertyNames, name);
         (morphological ? classified.morphoProperties : classified.lexProperties).push_back(std::move(text));
     }
     // Appending only what is not there yet, then sorting, is a stable sort
@@ -291,7 +296,9 @@ std::optional<Lexeme> parseLexeme(std::string_view lexeme) {
     return Lexeme{std::string(views->entry), std::string(views->category), std::string(views->properties)};
 }
 
-std::optional<LexemeView> parseLexemeView(std::string_view lexeme) { return matchLexeme(lexeme); }
+std::optional<LexemeView> parseLexemeView(std::string_view lexeme) {
+    return matchLexeme(lexeme);
+}
 
 std::optional<std::vector<std::string>> splitProperties(std::string_view propertiesString, bool sort) {
     const auto items = splitPropertyViews(propertiesString, sort);
@@ -299,7 +306,8 @@ std::optional<std::vector<std::string>> splitProperties(std::string_view propert
     return toStrings(*items);
 }
 
-std::optional<LexicalInformation> splitLexicalInformation(const std::vector<std::string>& categoryAndPropertiesStrings) {
+std::optional<LexicalInformation>
+splitLexicalInformation(const std::vector<std::string>& categoryAndPropertiesStrings) {
     std::string joined = "+";
     for (const std::string& piece : categoryAndPropertiesStrings) joined += piece;
     if (joined.size() == 1 || joined[1] == '+') return std::nullopt;

@@ -29,8 +29,7 @@ struct PropertiesDefinitions {
     // written without its name is found in one step. init() builds it; while
     // it is empty (definitions assembled by hand), categoryProperties is
     // searched instead.
-    std::map<std::string, std::unordered_map<std::string, std::string, TextHash, std::equal_to<>>>
-        propertyNameOfValue;
+    std::map<std::string, std::unordered_map<std::string, std::string, TextHash, std::equal_to<>>> propertyNameOfValue;
 
     // Compiles `grammarString` at level propertyDefinition and enumerates every
     // rule. Absent when the text does not compile, a rule name is neither

@@ -54,7 +54,9 @@ bool isTail(std::string_view text) {
     return true;
 }
 
-bool isCapital(char c) { return c >= 'A' && c <= 'Z'; }
+bool isCapital(char c) {
+    return c >= 'A' && c <= 'Z';
+}
 
 // Pattern 3 on the middle text: a lemma, then a tail.
 bool isLemmaThenTail(std::string_view middle) {
@@ -206,9 +208,13 @@ std::string Label::description() const {
     return text;
 }
 
-bool operator==(const Label& a, const Label& b) { return compareTextForms(a, b) == 0; }
+bool operator==(const Label& a, const Label& b) {
+    return compareTextForms(a, b) == 0;
+}
 
-bool operator<(const Label& a, const Label& b) { return compareTextForms(a, b) < 0; }
+bool operator<(const Label& a, const Label& b) {
+    return compareTextForms(a, b) < 0;
+}
 
 std::size_t LabelHash::operator()(const Label& label) const {
     const TextFormPieces pieces(label);

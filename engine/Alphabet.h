@@ -47,10 +47,18 @@ struct Label {
 // they are ordered by the code points of the NFC forms of their text forms.
 bool operator==(const Label& a, const Label& b);
 bool operator<(const Label& a, const Label& b);
-inline bool operator!=(const Label& a, const Label& b) { return !(a == b); }
-inline bool operator>(const Label& a, const Label& b) { return b < a; }
-inline bool operator<=(const Label& a, const Label& b) { return !(b < a); }
-inline bool operator>=(const Label& a, const Label& b) { return !(a < b); }
+inline bool operator!=(const Label& a, const Label& b) {
+    return !(a == b);
+}
+inline bool operator>(const Label& a, const Label& b) {
+    return b < a;
+}
+inline bool operator<=(const Label& a, const Label& b) {
+    return !(b < a);
+}
+inline bool operator>=(const Label& a, const Label& b) {
+    return !(a < b);
+}
 
 // Hashes the NFC form of the text form, so that equal labels hash alike.
 struct LabelHash {

@@ -229,8 +229,9 @@ struct EditedForm {
 } // namespace
 
 struct EntryLineExpander::State {
-    State(const PropertiesDefinitions& definitions, const MGFSA& paradigms)
-        : definitions(definitions), expander(paradigms), templatesAllowed(!definitionsMentionLexItem(definitions)) {}
+    State(const PropertiesDefinitions& propertiesDefinitions, const MGFSA& paradigms)
+        : definitions(propertiesDefinitions), expander(paradigms),
+          templatesAllowed(!definitionsMentionLexItem(propertiesDefinitions)) {}
 
     const PropertiesDefinitions& definitions;
     EntryExpander expander;
@@ -525,11 +526,11 @@ bool EntryLineExpander::State::editForms(const Shape& shape, std::string_view le
     // last scalars when each scalar is a character, else they are found as
     // the editor finds them.
     const bool lemmaSuits = suitsSuffixEdits(lemma);
-    bool suffixEdits = lemmaSuits;
+    bool inflectsBySuffixEdits = lemmaSuits;
     if (lemmaSuits) {
         findTailStarts(lemma, shape.suffixDeletions, tailStarts);
     } else if (isValidUtf8(lemma) && (shape.suffixDeletions == 0 || lemma.find('<') == std::string_view::npos)) {
-        suffixEdits = true;
+        inflectsBySuffixEdits = true;
         tailStarts.clear();
         tailStarts.push_back(lemma.size());
         if (shape.suffixDeletions > 0) {
@@ -543,7 +544,7 @@ bool EntryLineExpander::State::editForms(const Shape& shape, std::string_view le
         for (const Morphology::ParadigmPath& path : *inflection) {
             const FormTemplate& formTemplate = shape.templates[index];
             EditedForm& form = forms[index++];
-            if (suffixEdits && formTemplate.edit != nullptr) {
+            if (inflectsBySuffixEdits && formTemplate.edit != nullptr) {
                 const SuffixEdit& edit = *formTemplate.edit;
                 if (edit.deletions >= tailStarts.size()) return false; // more than the lemma holds
                 const std::size_t cut = tailStarts[edit.deletions];

@@ -73,7 +73,9 @@ void appendEpsilon(GFSA& gfsa, std::int64_t from, std::int64_t to) {
     gfsa.states[static_cast<std::size_t>(from)].outGoingTransitions.push_back({0, to});
 }
 
-std::int64_t stateCount(const GFSA& gfsa) { return static_cast<std::int64_t>(gfsa.states.size()); }
+std::int64_t stateCount(const GFSA& gfsa) {
+    return static_cast<std::int64_t>(gfsa.states.size());
+}
 
 // ---- Determinization -----------------------------------------------------------
 
@@ -101,7 +103,8 @@ struct SubsetConstruction {
         while (!stack.empty()) {
             const std::int64_t state = stack.back();
             stack.pop_back();
-            for (const GFSA::Transition& transition : source.states[static_cast<std::size_t>(state)].outGoingTransitions)
+            for (const GFSA::Transition& transition :
+                 source.states[static_cast<std::size_t>(state)].outGoingTransitions)
                 if (transition.labelIndex == 0) visit(transition.destinationStateIndex, result);
         }
         std::sort(result.begin(), result.end());
@@ -187,8 +190,7 @@ std::int64_t GFSA::addGFSA(const GFSA& g) {
     // meets the labels, so new labels are numbered in that order.
     std::vector<std::int64_t> indexMap(reintern ? g.alphabet->array.size() : 0, -1);
     const auto mapLabel = [&](std::int64_t labelIndex) {
-        if (!reintern || labelIndex < 0 || static_cast<std::size_t>(labelIndex) >= indexMap.size())
-            return labelIndex;
+        if (!reintern || labelIndex < 0 || static_cast<std::size_t>(labelIndex) >= indexMap.size()) return labelIndex;
         std::int64_t& mapped = indexMap[static_cast<std::size_t>(labelIndex)];
         if (mapped < 0) mapped = alphabet->addLabel(g.alphabet->array[static_cast<std::size_t>(labelIndex)]);
         return mapped;

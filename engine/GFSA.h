@@ -102,15 +102,22 @@ struct GFSA {
 // compared by code point, so "10→2" < "1→5" < "2→0".
 bool operator==(const GFSA::Transition& a, const GFSA::Transition& b);
 bool operator<(const GFSA::Transition& a, const GFSA::Transition& b);
-inline bool operator!=(const GFSA::Transition& a, const GFSA::Transition& b) { return !(a == b); }
-inline bool operator>(const GFSA::Transition& a, const GFSA::Transition& b) { return b < a; }
-inline bool operator<=(const GFSA::Transition& a, const GFSA::Transition& b) { return !(b < a); }
-inline bool operator>=(const GFSA::Transition& a, const GFSA::Transition& b) { return !(a < b); }
+inline bool operator!=(const GFSA::Transition& a, const GFSA::Transition& b) {
+    return !(a == b);
+}
+inline bool operator>(const GFSA::Transition& a, const GFSA::Transition& b) {
+    return b < a;
+}
+inline bool operator<=(const GFSA::Transition& a, const GFSA::Transition& b) {
+    return !(b < a);
+}
+inline bool operator>=(const GFSA::Transition& a, const GFSA::Transition& b) {
+    return !(a < b);
+}
 
 struct TransitionHash {
     std::size_t operator()(const GFSA::Transition& transition) const;
 };
-
 
 } // namespace lexpand
 

@@ -82,7 +82,7 @@ constexpr std::size_t noStep = std::numeric_limits<std::size_t>::max();
 // One item of the current path, with the cursor over its transitions.
 struct Step {
     const GFSA* graph;
-    StateCounts* counts;            // occurrences in this step's frame
+    StateCounts* counts; // occurrences in this step's frame
     std::int64_t state;
     std::int64_t context;           // interned stack without its last entry
     std::size_t depth;              // number of stack entries
@@ -219,11 +219,11 @@ void MGFSA::determinize() {
 // gigabytes) in memory. Ordinary paradigms stay below the threshold and are
 // explored once.
 
-std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, LinguisticLevel linguisticLevel,
+std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, LinguisticLevel level,
                                                 int repetitionLimit) const {
     struct Exploration {
-        Exploration(const MGFSA& grammar, bool joinWithSpaces, std::int64_t limit, std::size_t recordingLimit)
-            : grammar(grammar), joinWithSpaces(joinWithSpaces), limit(limit), recordingLimit(recordingLimit) {}
+        Exploration(const MGFSA& explored, bool joinsWithSpaces, std::int64_t repetitions, std::size_t recordedAtMost)
+            : grammar(explored), joinWithSpaces(joinsWithSpaces), limit(repetitions), recordingLimit(recordedAtMost) {}
 
         const MGFSA& grammar;
         const bool joinWithSpaces;
@@ -260,10 +260,10 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
         }
 
         // What a label whose input begins with ":" does, decided once per exploration.
-        const Call& callOf(std::int64_t labelId, std::string_view input) {
+        const Call& callOf(std::int64_t labelId, std::string_view labelInput) {
             const auto [it, added] = calls.try_emplace(labelId, Call{false, nullptr});
             if (added) {
-                if (const std::optional<std::string_view> name = calledName(input)) {
+                if (const std::optional<std::string_view> name = calledName(labelInput)) {
                     it->second.isCall = true;
                     const auto found = findGraph(grammar.graphs, grammar.nonNfcNames_, *name);
                     if (found != grammar.graphs.end()) it->second.graph = &found->second;
@@ -311,7 +311,11 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
         // transition whose label or destination is not valid, makes it absent too.
         bool run(const GFSA& start) {
             if (start.states.empty()) return false;
-            push(Step{.graph = &start, .counts = countsOf(start, 0), .state = 0, .context = 0, .depth = 1,
+            push(Step{.graph = &start,
+                      .counts = countsOf(start, 0),
+                      .state = 0,
+                      .context = 0,
+                      .depth = 1,
                       .frameStart = 0},
                  0);
             while (!path.empty()) {
@@ -383,7 +387,7 @@ std::optional<ExplorationResult> MGFSA::explore(const std::string& graphName, Li
 
     const auto start = findGraph(graphs, nonNfcNames_, graphName);
     if (start == graphs.end()) return std::nullopt;
-    const bool joinWithSpaces = linguisticLevel == LinguisticLevel::syntax;
+    const bool joinWithSpaces = level == LinguisticLevel::syntax;
     constexpr std::size_t pathsRecordedBeforeSuccess = std::size_t{1} << 16;
     Exploration exploration(*this, joinWithSpaces, repetitionLimit, pathsRecordedBeforeSuccess);
     if (!exploration.run(start->second)) return std::nullopt;

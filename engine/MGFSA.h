@@ -29,10 +29,10 @@ inline constexpr std::size_t maximalPathCount = 10'000'000; // paths of one expl
 struct MGFSA {
     // One step of an exploration path.
     struct PathItem {
-        std::string graphName;                    // graph in which this step ends
-        std::int64_t stateId = 0;                 // state reached in that graph
+        std::string graphName;                     // graph in which this step ends
+        std::int64_t stateId = 0;                  // state reached in that graph
         std::vector<std::int64_t> stackOfStateIds; // call context, outermost first; last == stateId
-        std::int64_t labelId = 0;                 // label read by this step (0 on call and return)
+        std::int64_t labelId = 0;                  // label read by this step (0 on call and return)
     };
 
     Alphabet alphabet;

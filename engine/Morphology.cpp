@@ -26,7 +26,9 @@ struct Step {
     bool numbered = false;
 };
 
-bool isOperatorOfType(const Step& step, std::string_view type) { return step.parameter != 0 && step.type == type; }
+bool isOperatorOfType(const Step& step, std::string_view type) {
+    return step.parameter != 0 && step.type == type;
+}
 
 // Appends the text of `step`: the plain text itself, or "<" type [count | "W"] ">".
 void appendToken(std::string& out, const Step& step) {
@@ -56,7 +58,8 @@ std::string tokenText(const Step& step) {
 // moving there and back leaves the cursor where it was.
 bool cancelOut(const Step& a, const Step& b) {
     if (a.parameter == 0 || a.parameter == -1 || a.parameter != b.parameter) return false;
-    return (isOperatorOfType(a, "R") && isOperatorOfType(b, "L")) || (isOperatorOfType(a, "L") && isOperatorOfType(b, "R"));
+    return (isOperatorOfType(a, "R") && isOperatorOfType(b, "L")) ||
+           (isOperatorOfType(a, "L") && isOperatorOfType(b, "R"));
 }
 
 // Simplifies a list of at least two steps in place: merges neighbouring
@@ -259,8 +262,10 @@ private:
         std::string_view& character = characters_[cursor_];
         if (character.size() == 1) {
             const char byte = character[0];
-            if (byte >= 'a' && byte <= 'z') character = kUpperAscii.substr(static_cast<std::size_t>(byte - 'a'), 1);
-            else if (byte >= 'A' && byte <= 'Z') character = kLowerAscii.substr(static_cast<std::size_t>(byte - 'A'), 1);
+            if (byte >= 'a' && byte <= 'z')
+                character = kUpperAscii.substr(static_cast<std::size_t>(byte - 'a'), 1);
+            else if (byte >= 'A' && byte <= 'Z')
+                character = kLowerAscii.substr(static_cast<std::size_t>(byte - 'A'), 1);
         } else {
             std::string mapped = switchCase(character);
             if (mapped != character) {
@@ -374,8 +379,10 @@ private:
         std::int64_t nonLetters = 0;
         for (std::size_t i = cursor_; i < length(); ++i)
             if (!isLetterAt(i)) ++nonLetters;
-        if (nonLetters > 0) undo_.push_back(Step{"P", nonLetters});
-        else undo_.push_back(Step{"L", static_cast<std::int64_t>(length() - cursor_)});
+        if (nonLetters > 0)
+            undo_.push_back(Step{"P", nonLetters});
+        else
+            undo_.push_back(Step{"L", static_cast<std::int64_t>(length() - cursor_)});
     }
 
     std::vector<std::string_view> characters_;

@@ -57,7 +57,7 @@ public:
 
     struct EditResult {
         std::string resultingWordForm;
-        std::string reverseCommand;            // the tokens below, joined
+        std::string reverseCommand;             // the tokens below, joined
         std::vector<std::string> reverseTokens; // the simplified reverse list
     };
 
@@ -96,9 +96,9 @@ public:
     // trimmed of "+" (for inflection) and split into a category and properties
     // (for derivation).
     struct ParadigmPath {
-        std::optional<std::vector<Operator>> command;          // absent: applies to no word form
-        std::vector<std::string> properties;                   // outputs without outer "+"
-        std::optional<LexicalInformation> derivedInformation;  // outputs as category + properties
+        std::optional<std::vector<Operator>> command;         // absent: applies to no word form
+        std::vector<std::string> properties;                  // outputs without outer "+"
+        std::optional<LexicalInformation> derivedInformation; // outputs as category + properties
     };
     using ParadigmPaths = std::vector<ParadigmPath>;
 
@@ -109,8 +109,8 @@ public:
     // Every form of `lexicalEntry` by the paradigm graph `inflectionalParadigmName`
     // of `paradigms`, in path order. Absent when the graph cannot be explored,
     // has no path, or a path's command does not apply.
-    static std::optional<Inflection> inflect(const std::string& lexicalEntry, const std::string& inflectionalParadigmName,
-                                             const MGFSA& paradigms);
+    static std::optional<Inflection> inflect(const std::string& lexicalEntry,
+                                             const std::string& inflectionalParadigmName, const MGFSA& paradigms);
     // The same with the paths already explored.
     static std::optional<Inflection> inflect(const std::string& lexicalEntry, const ParadigmPaths& paradigm);
 
@@ -124,8 +124,7 @@ public:
                                                        const std::string& inflectionalParadigmName,
                                                        const MGFSA& paradigms);
     // The same with the paths already explored; `inflection` null for none.
-    static std::optional<Derivation> deriveThenInflect(const std::string& lexicalEntry,
-                                                       const ParadigmPaths& derivation,
+    static std::optional<Derivation> deriveThenInflect(const std::string& lexicalEntry, const ParadigmPaths& derivation,
                                                        const ParadigmPaths* inflection);
 
     // ---- Category and properties -------------------------------------------
@@ -133,9 +132,10 @@ public:
     // "CATEGORY+p1+p2..." for one form, or "*INCONSISTENT*" when two exclusive
     // properties disagree; absent when the category is not all upper-case
     // letters. `morphologicalProperties` may be null.
-    static std::optional<std::string> addCategoryAndAllProperties(
-        std::string_view category, const std::vector<std::string>* morphologicalProperties,
-        const std::vector<std::string>& inflectionalProperties, const PropertiesDefinitions& propertiesDefinitions);
+    static std::optional<std::string>
+    addCategoryAndAllProperties(std::string_view category, const std::vector<std::string>* morphologicalProperties,
+                                const std::vector<std::string>& inflectionalProperties,
+                                const PropertiesDefinitions& propertiesDefinitions);
 };
 
 } // namespace lexpand

@@ -49,8 +49,7 @@ std::optional<Morphology::ParadigmPaths> Morphology::exploreParadigm(const std::
                                                                      const MGFSA& paradigms) {
     const std::optional<ExplorationResult> explored =
         paradigms.explore(paradigmName, LinguisticLevel::orthographic, /*repetitionLimit=*/1);
-    if (!explored || explored->input.empty() || explored->output.size() != explored->input.size())
-        return std::nullopt;
+    if (!explored || explored->input.empty() || explored->output.size() != explored->input.size()) return std::nullopt;
     ParadigmPaths paths;
     paths.reserve(explored->input.size());
     for (std::size_t i = 0; i < explored->input.size(); ++i) {

@@ -55,8 +55,8 @@ std::optional<std::string> Morphology::addCategoryAndAllProperties(
     std::string text(category);
     SeenValues seen;
     const std::vector<std::string> none;
-    for (const auto* list : {morphologicalProperties != nullptr ? morphologicalProperties : &none,
-                             &inflectionalProperties}) {
+    for (const auto* list :
+         {morphologicalProperties != nullptr ? morphologicalProperties : &none, &inflectionalProperties}) {
         for (const std::string& written : *list) {
             if (written.empty()) continue;
             const std::string_view property =
@@ -64,9 +64,12 @@ std::optional<std::string> Morphology::addCategoryAndAllProperties(
             NormalizedProperty normalized = normalize(category, property, &propertiesDefinitions);
             if (containsCanonically(propertiesDefinitions.exclusivePropertyNames, normalized.name)) {
                 switch (seen.record(std::move(normalized.name), std::move(normalized.value))) {
-                case SeenValues::Outcome::contradicted: return std::string(inconsistentMarker);
-                case SeenValues::Outcome::repeated: continue;
-                case SeenValues::Outcome::fresh: break;
+                case SeenValues::Outcome::contradicted:
+                    return std::string(inconsistentMarker);
+                case SeenValues::Outcome::repeated:
+                    continue;
+                case SeenValues::Outcome::fresh:
+                    break;
                 }
             }
             text.append(1, '+').append(property);

@@ -45,12 +45,16 @@ std::string appendPathComponent(const std::string& directory, const std::string&
     return directory + "/" + name;
 }
 
-DictionaryGrammars refusal(std::string message) { return DictionaryGrammars{std::nullopt, std::move(message)}; }
+DictionaryGrammars refusal(std::string message) {
+    return DictionaryGrammars{std::nullopt, std::move(message)};
+}
 
 // True for a line that the expansion passes over: an empty line, or one that
 // begins with "#" in its first column (the "#use " lines that loadDictionary
 // keeps; it drops every other line that begins with "#").
-bool isSkippedLine(std::string_view line) { return line.empty() || line.front() == '#'; }
+bool isSkippedLine(std::string_view line) {
+    return line.empty() || line.front() == '#';
+}
 
 // The lines of `text` that begin with "#use " and name something, in order:
 // the significant lines that name grammars, found by searching for the prefix at the start
@@ -81,9 +85,9 @@ DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& pa
         const std::string name(line.substr(grammarReferencePrefix.size()));
         const std::string grammarPath = appendPathComponent(*resourceDirectory, name);
 
-        const std::optional<std::string> text = loadGrammar(grammarPath);
+        const std::optional<std::string> grammarText = loadGrammar(grammarPath);
         std::optional<MGFSA> grammar;
-        if (text) grammar = textualGrammarToMgfsa(*text, LinguisticLevel::orthographic);
+        if (grammarText) grammar = textualGrammarToMgfsa(*grammarText, LinguisticLevel::orthographic);
         if (!grammar) {
             return refusal("Cannot handle morphological grammar in: " + name + " in resource directory " +
                            *resourceDirectory);

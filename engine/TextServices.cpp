@@ -25,7 +25,9 @@ namespace {
 
 constexpr char32_t replacementCharacter = 0xFFFD;
 
-bool isContinuationByte(unsigned char byte) { return (byte & 0xC0) == 0x80; }
+bool isContinuationByte(unsigned char byte) {
+    return (byte & 0xC0) == 0x80;
+}
 
 // Length of the well-formed sequence starting at `position`, or 0 when the
 // bytes there are not well-formed UTF-8.
@@ -40,7 +42,7 @@ std::size_t wellFormedLength(std::string_view text, std::size_t position) {
         if (available < 3) return 0;
         const unsigned char second = byte(position + 1);
         if (!isContinuationByte(second) || !isContinuationByte(byte(position + 2))) return 0;
-        if (lead == 0xE0 && second < 0xA0) return 0; // overlong
+        if (lead == 0xE0 && second < 0xA0) return 0;  // overlong
         if (lead == 0xED && second >= 0xA0) return 0; // surrogate
         return 3;
     }
@@ -50,7 +52,7 @@ std::size_t wellFormedLength(std::string_view text, std::size_t position) {
         if (!isContinuationByte(second) || !isContinuationByte(byte(position + 2)) ||
             !isContinuationByte(byte(position + 3)))
             return 0;
-        if (lead == 0xF0 && second < 0x90) return 0; // overlong
+        if (lead == 0xF0 && second < 0x90) return 0;  // overlong
         if (lead == 0xF4 && second >= 0x90) return 0; // above U+10FFFF
         return 4;
     }
@@ -220,15 +222,15 @@ void appendScalar(std::string& out, char32_t scalar) {
 
 std::vector<std::string> graphemeClusters(std::string_view text) {
     std::vector<std::string> clusters;
-    forEachCluster(text, [&](std::size_t begin, std::size_t end) {
-        clusters.emplace_back(text.substr(begin, end - begin));
-    });
+    forEachCluster(text,
+                   [&](std::size_t begin, std::size_t end) { clusters.emplace_back(text.substr(begin, end - begin)); });
     return clusters;
 }
 
 std::vector<std::string_view> graphemeClusterViews(std::string_view text) {
     std::vector<std::string_view> clusters;
-    forEachCluster(text, [&](std::size_t begin, std::size_t end) { clusters.push_back(text.substr(begin, end - begin)); });
+    forEachCluster(text,
+                   [&](std::size_t begin, std::size_t end) { clusters.push_back(text.substr(begin, end - begin)); });
     return clusters;
 }
 
@@ -275,7 +277,9 @@ bool isBlank(char32_t scalar) {
     return u_charType(static_cast<UChar32>(scalar)) == U_SPACE_SEPARATOR;
 }
 
-bool isLetterCharacter(std::string_view character) { return !character.empty() && isLetter(firstScalar(character)); }
+bool isLetterCharacter(std::string_view character) {
+    return !character.empty() && isLetter(firstScalar(character));
+}
 bool isLowercaseCharacter(std::string_view character) {
     return !character.empty() && isLowercase(firstScalar(character));
 }
@@ -343,9 +347,13 @@ std::string_view trim(std::string_view text, bool (*inClass)(char32_t)) {
     return begin < end ? text.substr(begin, end - begin) : std::string_view();
 }
 
-std::string_view trimWhiteSpaceAndNewlines(std::string_view text) { return trim(text, isWhiteSpaceOrNewline); }
+std::string_view trimWhiteSpaceAndNewlines(std::string_view text) {
+    return trim(text, isWhiteSpaceOrNewline);
+}
 
-std::string_view trimBlanks(std::string_view text) { return trim(text, isBlank); }
+std::string_view trimBlanks(std::string_view text) {
+    return trim(text, isBlank);
+}
 
 // ---- Canonical equivalence ------------------------------------------------
 

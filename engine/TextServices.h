@@ -86,7 +86,9 @@ bool isUppercaseCharacter(std::string_view character);
 std::vector<std::string_view> splitAtNewlines(std::string_view text);
 
 // True for the bytes that may begin a new-line scalar.
-constexpr bool mayBeginNewline(unsigned char byte) { return (byte >= 0x0A && byte <= 0x0D) || byte == 0xC2 || byte == 0xE2; }
+constexpr bool mayBeginNewline(unsigned char byte) {
+    return (byte >= 0x0A && byte <= 0x0D) || byte == 0xC2 || byte == 0xE2;
+}
 
 // The length in bytes of the new-line scalar that starts at `position`, or 0.
 std::size_t newlineLengthAt(std::string_view text, std::size_t position);

@@ -58,13 +58,15 @@ enum class NodeKind : std::uint8_t { label, output, star, concatenation, disjunc
 
 struct ExpressionNode {
     NodeKind kind = NodeKind::label;
-    std::size_t first = 0;  // operand (all kinds but label)
-    std::size_t second = 0; // second operand (concatenation, disjunction, collocation)
-    Label label;            // label: the token's label; output: the label "<E>" / output
+    std::size_t first = 0;        // operand (all kinds but label)
+    std::size_t second = 0;       // second operand (concatenation, disjunction, collocation)
+    Label label;                  // label: the token's label; output: the label "<E>" / output
     std::uint64_t stateCount = 0; // states of the automaton, saturated above maximalStateCount
 };
 
-std::uint64_t saturated(std::uint64_t count) { return std::min(count, maximalStateCount + 1); }
+std::uint64_t saturated(std::uint64_t count) {
+    return std::min(count, maximalStateCount + 1);
+}
 
 enum class Construct : std::uint8_t { expression = 0, term = 1, factor = 2 };
 
@@ -81,7 +83,9 @@ struct Parsed {
     std::size_t next = 0;
 };
 
-bool isToken(const std::string& token, std::string_view text) { return token == text; }
+bool isToken(const std::string& token, std::string_view text) {
+    return token == text;
+}
 
 // Runs the parse functions over one token list with an explicit goal stack and
 // one memo entry per (construct, index); builds the expression tree.
@@ -119,9 +123,7 @@ public:
     const std::vector<ExpressionNode>& nodes() const { return nodes_; }
 
 private:
-    Parsed& entry(Construct construct, std::size_t index) {
-        return memo_[static_cast<std::size_t>(construct)][index];
-    }
+    Parsed& entry(Construct construct, std::size_t index) { return memo_[static_cast<std::size_t>(construct)][index]; }
 
     static Parsed failed() { return Parsed{Parsed::Status::failed, 0, 0}; }
     static Parsed parsed(std::size_t node, std::size_t next) { return Parsed{Parsed::Status::parsed, node, next}; }
@@ -129,9 +131,13 @@ private:
     std::size_t makeNode(NodeKind kind, std::size_t first, std::size_t second, Label label) {
         ExpressionNode node{kind, first, second, std::move(label), 0};
         switch (kind) {
-        case NodeKind::label: node.stateCount = 2; break;
+        case NodeKind::label:
+            node.stateCount = 2;
+            break;
         case NodeKind::output:
-        case NodeKind::star: node.stateCount = saturated(2 + nodes_[first].stateCount); break;
+        case NodeKind::star:
+            node.stateCount = saturated(2 + nodes_[first].stateCount);
+            break;
         case NodeKind::concatenation:
         case NodeKind::disjunction:
             node.stateCount = saturated(2 + nodes_[first].stateCount + nodes_[second].stateCount);
@@ -146,9 +152,12 @@ private:
 
     std::optional<Goal> attempt(const Goal& goal) {
         switch (goal.construct) {
-        case Construct::expression: return attemptExpression(goal.index);
-        case Construct::term: return attemptTerm(goal.index);
-        case Construct::factor: return attemptFactor(goal.index);
+        case Construct::expression:
+            return attemptExpression(goal.index);
+        case Construct::term:
+            return attemptTerm(goal.index);
+        case Construct::factor:
+            return attemptFactor(goal.index);
         }
         return std::nullopt;
     }
@@ -189,8 +198,7 @@ private:
             return std::nullopt;
         }
         const std::size_t n = factor.next;
-        if (n >= tokens_.size() || isToken(tokens_[n], "|") || isToken(tokens_[n], "&") ||
-            isToken(tokens_[n], ")")) {
+        if (n >= tokens_.size() || isToken(tokens_[n], "|") || isToken(tokens_[n], "&") || isToken(tokens_[n], ")")) {
             result = parsed(factor.node, n);
             return std::nullopt;
         }
@@ -234,8 +242,8 @@ private:
             result = parsed(node, k);
         } else if (!tokens_[k].empty() && tokens_[k][0] == '/') {
             std::optional<Label> outputLabel = Label::init("<E>", std::string_view(tokens_[k]).substr(1));
-            result = outputLabel ? parsed(makeNode(NodeKind::output, node, 0, std::move(*outputLabel)), k + 1)
-                                 : failed();
+            result =
+                outputLabel ? parsed(makeNode(NodeKind::output, node, 0, std::move(*outputLabel)), k + 1) : failed();
         } else if (isToken(tokens_[k], "*")) {
             result = parsed(makeNode(NodeKind::star, node, 0, Label{}), k + 1);
         } else {
@@ -262,9 +270,12 @@ std::size_t operandsOf(const std::vector<ExpressionNode>& nodes, const Expressio
                        std::array<Operand, 4>& operands) {
     const auto p = static_cast<std::int64_t>(node.kind == NodeKind::label ? 0 : nodes[node.first].stateCount);
     switch (node.kind) {
-    case NodeKind::label: return 0;
+    case NodeKind::label:
+        return 0;
     case NodeKind::output:
-    case NodeKind::star: operands[0] = {node.first, base + 2}; return 1;
+    case NodeKind::star:
+        operands[0] = {node.first, base + 2};
+        return 1;
     case NodeKind::concatenation:
     case NodeKind::disjunction:
         operands[0] = {node.first, base + 2};
@@ -284,8 +295,7 @@ std::size_t operandsOf(const std::vector<ExpressionNode>& nodes, const Expressio
 
 // Visits every node of the tree under `root` as laid out from state 0, in
 // state order: visitor.enter before a node's operands, visitor.leave after.
-template <typename Visitor>
-void walk(const std::vector<ExpressionNode>& nodes, std::size_t root, Visitor& visitor) {
+template <typename Visitor> void walk(const std::vector<ExpressionNode>& nodes, std::size_t root, Visitor& visitor) {
     struct Frame {
         std::size_t node;
         std::int64_t base;
@@ -349,7 +359,8 @@ struct TransitionEmitter {
     void leave(const ExpressionNode& node, std::int64_t base) {
         const auto p = static_cast<std::int64_t>(node.kind == NodeKind::label ? 0 : nodes[node.first].stateCount);
         switch (node.kind) {
-        case NodeKind::label: break;
+        case NodeKind::label:
+            break;
         case NodeKind::output:
             if (base == 0) add(base, intern(node.label), base + 2);
             add(base + 3, 0, base + 1);
@@ -433,13 +444,17 @@ std::optional<ParseResult> parseAndBuild(const TokenList& tokens, std::size_t to
     return ParseResult{std::move(*gfsa), root->second};
 }
 
-bool startsWithHash(std::string_view text) { return !text.empty() && text.front() == '#'; }
+bool startsWithHash(std::string_view text) {
+    return !text.empty() && text.front() == '#';
+}
 
 } // namespace
 
 // ---- Files and rules ------------------------------------------------------------
 
-std::optional<std::string> loadGrammar(const std::string& path) { return readUtf8File(path); }
+std::optional<std::string> loadGrammar(const std::string& path) {
+    return readUtf8File(path);
+}
 
 std::optional<GrammarRule> getOneRule(const std::vector<std::string_view>& lines, std::size_t iLine) {
     if (iLine >= lines.size()) return std::nullopt;
@@ -501,12 +516,17 @@ std::optional<MGFSA> textualGrammarToMgfsa(std::string_view grammarString, Lingu
 std::optional<GFSA> expression2Gfsa(std::string_view expression, LinguisticLevel linguisticLevel) {
     std::optional<TokenList> tokens;
     switch (linguisticLevel) {
-    case LinguisticLevel::orthographic: tokens = Tokenizer::textualOrthographicGrammar(expression); break;
-    case LinguisticLevel::syntax: tokens = Tokenizer::textualSyntacticGrammar(expression); break;
+    case LinguisticLevel::orthographic:
+        tokens = Tokenizer::textualOrthographicGrammar(expression);
+        break;
+    case LinguisticLevel::syntax:
+        tokens = Tokenizer::textualSyntacticGrammar(expression);
+        break;
     case LinguisticLevel::propertyDefinition:
         tokens = Tokenizer::textualPropertiesDefinitionsGrammar(expression);
         break;
-    case LinguisticLevel::dictionary: return std::nullopt;
+    case LinguisticLevel::dictionary:
+        return std::nullopt;
     }
     if (!tokens || tokens->empty()) return std::nullopt;
     // The whole expression is one group.

@@ -22,16 +22,15 @@ constexpr std::size_t maximalInputSize = 2048;
 
 // Definitions with morphological, exclusive and lexical properties, a value
 // listed under two properties, and a property name holding "_".
-constexpr const char* definitionsText =
-    "N_Nb = s | p ;\n"
-    "N_Gender = m | f | n ;\n"
-    "N_Type = Conc | Abst | Hum ;\n"
-    "V_Tense = PR | PT | PP | INF ;\n"
-    "V_Valency = Tr | Intr ;\n"
-    "V_Sub_Kind = x | p ;\n"
-    "ADJ_Degree = POS | COMP | SUP ;\n"
-    "MORPHOLOGICALPROPERTIES = Nb | Gender | Tense | Degree ;\n"
-    "EXCLUSIVEPROPERTIES = Nb | Tense ;\n";
+constexpr const char* definitionsText = "N_Nb = s | p ;\n"
+                                        "N_Gender = m | f | n ;\n"
+                                        "N_Type = Conc | Abst | Hum ;\n"
+                                        "V_Tense = PR | PT | PP | INF ;\n"
+                                        "V_Valency = Tr | Intr ;\n"
+                                        "V_Sub_Kind = x | p ;\n"
+                                        "ADJ_Degree = POS | COMP | SUP ;\n"
+                                        "MORPHOLOGICALPROPERTIES = Nb | Gender | Tense | Degree ;\n"
+                                        "EXCLUSIVEPROPERTIES = Nb | Tense ;\n";
 
 const lexpand::PropertiesDefinitions& definitions() {
     static const lexpand::PropertiesDefinitions parsed = *lexpand::PropertiesDefinitions::init(definitionsText);
@@ -41,8 +40,8 @@ const lexpand::PropertiesDefinitions& definitions() {
 void checkCanonicalText(std::string_view line, const lexpand::PropertiesDefinitions* propertiesDefinitions) {
     const std::optional<lexpand::ALU> entry = lexpand::ALU::init(line, propertiesDefinitions);
     if (!entry) return;
-    for (const auto* items : {&entry->lexicalProperties, &entry->morphologicalProperties, &entry->flxParadigms,
-                              &entry->drvParadigms}) {
+    for (const auto* items :
+         {&entry->lexicalProperties, &entry->morphologicalProperties, &entry->flxParadigms, &entry->drvParadigms}) {
         for (const std::string& item : *items) {
             if (item.empty()) return;
         }

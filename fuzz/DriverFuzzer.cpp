@@ -54,8 +54,7 @@ std::string writeFile(const std::string& name, std::string_view content) {
 // entries over them may be explored within the budget of one input (or when
 // the command-line grammar does not compile: nothing is then explored). The
 // used grammar counts when it compiles and merges.
-bool withinExplorationBudget(std::string_view dictionaryText, std::string_view grammarText,
-                             std::string_view usedText) {
+bool withinExplorationBudget(std::string_view dictionaryText, std::string_view grammarText, std::string_view usedText) {
     const auto level = lexpand::LinguisticLevel::orthographic;
     std::optional<lexpand::MGFSA> merged = lexpand::textualGrammarToMgfsa(grammarText, level);
     if (!merged) return true;
@@ -67,7 +66,7 @@ bool withinExplorationBudget(std::string_view dictionaryText, std::string_view g
     }
     return lexpand::fuzz::withinExplorationBudget(*merged) &&
            lexpand::fuzz::entryValuesWithinExplorationBudget(lexpand::significantLines(dictionaryText),
-                                                              std::move(*merged));
+                                                             std::move(*merged));
 }
 
 class CountingSink final : public lexpand::LineSink {

@@ -90,7 +90,9 @@ std::optional<EditState> stateAfter(std::string_view wordForm, const std::vector
     return state;
 }
 
-bool isOperator(const Morphology::Operator& op, std::string_view type) { return op.parameter != 0 && op.type == type; }
+bool isOperator(const Morphology::Operator& op, std::string_view type) {
+    return op.parameter != 0 && op.type == type;
+}
 
 // True when the final positioning token brings a cursor coming from the end
 // of `state` back to its cursor.
@@ -98,7 +100,8 @@ bool positioningLandsOnCursor(const EditState& state) {
     const std::size_t length = state.characters.size();
     const std::size_t cursor = state.cursor;
     bool allLetters = true;
-    for (std::size_t i = cursor; i < length; ++i) allLetters = allLetters && lexpand::isLetterCharacter(state.characters[i]);
+    for (std::size_t i = cursor; i < length; ++i)
+        allLetters = allLetters && lexpand::isLetterCharacter(state.characters[i]);
     if (allLetters) return true; // "<Lt>", or nothing at the end
     // "<Pk>" steps over one word and the non-letters before it per count, and
     // lands after a letter, never at position 0 or 1.
@@ -168,8 +171,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         command ? Morphology::applyParsedCommand(wordForm, *command) : std::nullopt;
     if (result.has_value() != twoSteps.has_value()) __builtin_trap();
     if (!result) return 0;
-    if (result->resultingWordForm != twoSteps->resultingWordForm || result->reverseCommand != twoSteps->reverseCommand ||
-        result->reverseTokens != twoSteps->reverseTokens)
+    if (result->resultingWordForm != twoSteps->resultingWordForm ||
+        result->reverseCommand != twoSteps->reverseCommand || result->reverseTokens != twoSteps->reverseTokens)
         __builtin_trap();
     std::string joined;
     for (const std::string& token : result->reverseTokens) joined += token;

@@ -43,7 +43,9 @@ inline std::vector<std::string_view> splitInput(std::string_view text, char sepa
 // Each "&" may double the automaton of an expression, up to the compiler's
 // limit of about two million states, which takes many seconds to build under
 // the sanitizers; inputs with more of them than this are skipped.
-inline bool compilesQuickly(std::string_view text) { return std::count(text.begin(), text.end(), '&') <= 8; }
+inline bool compilesQuickly(std::string_view text) {
+    return std::count(text.begin(), text.end(), '&') <= 8;
+}
 
 // Exploring a grammar costs the total length of its paths, which can grow
 // exponentially with the size of its text (rules that call each other twice,
@@ -123,7 +125,8 @@ private:
             Bound step{1, 1};
             if (transition.labelIndex >= 0 &&
                 static_cast<std::size_t>(transition.labelIndex) < grammar_.alphabet.array.size()) {
-                const std::string& input = grammar_.alphabet.array[static_cast<std::size_t>(transition.labelIndex)].input;
+                const std::string& input =
+                    grammar_.alphabet.array[static_cast<std::size_t>(transition.labelIndex)].input;
                 if (!input.empty() && input.front() == ':') step = of(input.substr(1));
             }
             if (step.count == 0) continue;

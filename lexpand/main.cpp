@@ -29,13 +29,13 @@ namespace {
 
 // The exit statuses of the process.
 enum ExitStatus : int {
-    statusSuccess = 0,                // at least one form was generated
-    statusWrongCommandLine = 1,       // the usage text was printed
-    statusMissingFile = 2,            // a named file does not exist
-    statusBadGrammar = 3,             // a command-line grammar failed
-    statusBadDictionaryGrammars = 4,  // a dictionary's "#use" grammars failed
+    statusSuccess = 0,               // at least one form was generated
+    statusWrongCommandLine = 1,      // the usage text was printed
+    statusMissingFile = 2,           // a named file does not exist
+    statusBadGrammar = 3,            // a command-line grammar failed
+    statusBadDictionaryGrammars = 4, // a dictionary's "#use" grammars failed
     statusBadPropertiesDefinitions = 5,
-    statusBadExpansion = 6,           // a dictionary failed, or no form at all
+    statusBadExpansion = 6, // a dictionary failed, or no form at all
 };
 
 // Writes all of `text` to standard output, retrying after interruptions. A
@@ -147,7 +147,8 @@ struct RunContext {
 void printUsage(LineSink& out) {
     out.printLine("Kavel engine version 1.0 b20230130, Tobrak");
     out.printLine("Usage: lexpand dictionary.dic+ morphologicalGrammars.pdg* propertiesDefinition.def");
-    out.printLine("Note: some morphologicalGrammars might be referenced from inside dictionaries with the #use command");
+    out.printLine(
+        "Note: some morphologicalGrammars might be referenced from inside dictionaries with the #use command");
     out.printLine("e.g.: lexpand en-Nouns.dic en-Verbs.dic properties.def");
     out.printLine("e.g.: lexpand en-dictionary.dic Nouns.pdg Verbs.pdg Derivations.pdg properties.def");
     out.printLine("\u2192 prints list of all generated forms");

@@ -59,9 +59,10 @@ public:
 // What one entry line prints, assembled form by form from the public steps:
 // the entry parsed, every form generated, each form's properties assembled,
 // the assembled line parsed again and written canonically.
-inline std::optional<std::int64_t> expandFormByForm(std::string_view line, const PropertiesDefinitions& definitions,
+inline std::optional<std::int64_t> expandFormByForm(std::string_view line,
+                                                    const PropertiesDefinitions& propertiesDefinitions,
                                                     EntryExpander& expander, LineSink& sink) {
-    const std::optional<ALU> entry = ALU::init(line, &definitions);
+    const std::optional<ALU> entry = ALU::init(line, &propertiesDefinitions);
     if (!entry) return std::nullopt;
     if (entry->flxParadigms.empty()) sink.printLine(line);
     const std::optional<EntryForms> forms = expander.inflectAndDerive(*entry);
@@ -69,10 +70,10 @@ inline std::optional<std::int64_t> expandFormByForm(std::string_view line, const
     std::int64_t count = 0;
     for (std::size_t i = 0; i < forms->wordForms.size(); ++i) {
         const std::optional<std::string> assembled = Morphology::addCategoryAndAllProperties(
-            forms->categories[i], &entry->morphologicalProperties, forms->properties[i], definitions);
+            forms->categories[i], &entry->morphologicalProperties, forms->properties[i], propertiesDefinitions);
         if (!assembled) return std::nullopt;
         if (*assembled == "*INCONSISTENT*") continue;
-        const std::optional<ALU> form = ALU::init(forms->wordForms[i] + "," + *assembled, &definitions);
+        const std::optional<ALU> form = ALU::init(forms->wordForms[i] + "," + *assembled, &propertiesDefinitions);
         if (!form) return std::nullopt;
         sink.printLine(form->description());
         ++count;

@@ -26,9 +26,13 @@ std::string dump(const std::vector<std::string>& items) {
     return text;
 }
 
-std::string dump(const std::optional<std::vector<std::string>>& items) { return items ? dump(*items) : "absent"; }
+std::string dump(const std::optional<std::vector<std::string>>& items) {
+    return items ? dump(*items) : "absent";
+}
 
-std::string dump(const std::optional<ALU>& alu) { return alu ? alu->description() : "absent"; }
+std::string dump(const std::optional<ALU>& alu) {
+    return alu ? alu->description() : "absent";
+}
 
 // The entry syntax read through the general regular-expression utility: four
 // texts are an entry without properties, five one with properties.
@@ -61,14 +65,14 @@ TEST(ParseLexeme, EntrySyntax) {
     } rows[] = {
         {"table,N+FLX=TABLE+Conc", "[table][N][+FLX=TABLE+Conc]"},
         {"a\\,b,N", "[a\\,b][N][]"},
-        {"form,lemma,N", "[lemma][N][]"},      // text before the leftmost match is dropped
-        {"table,Noun+FLX=X", "[table][N][]"},  // text after the category is ignored
-        {"table,N+", "[table][N][]"},          // "+" alone is no properties group
-        {"abc,N x,V", "absent"},               // a second match
+        {"form,lemma,N", "[lemma][N][]"},     // text before the leftmost match is dropped
+        {"table,Noun+FLX=X", "[table][N][]"}, // text after the category is ignored
+        {"table,N+", "[table][N][]"},         // "+" alone is no properties group
+        {"abc,N x,V", "absent"},              // a second match
         {"table,n", "absent"},
-        {"a\\,B,N", "[a\\][B][]"},             // the backslash is first tried as a lemma character
-        {"table,N+a\nb", "[table][N][]"},      // "." stops at a line break
-        {"ta\nble,N", "[ta\nble][N][]"},       // the lemma may hold one
+        {"a\\,B,N", "[a\\][B][]"},        // the backslash is first tried as a lemma character
+        {"table,N+a\nb", "[table][N][]"}, // "." stops at a line break
+        {"ta\nble,N", "[ta\nble][N][]"},  // the lemma may hold one
     };
     for (const auto& row : rows) {
         EXPECT_EQ(dump(parseLexeme(row.line)), row.expected) << "line: " << row.line;
@@ -78,12 +82,46 @@ TEST(ParseLexeme, EntrySyntax) {
 
 TEST(ParseLexeme, AgreesWithRegularExpressionOnRandomLines) {
     const std::vector<std::string> pieces = {
-        "a", "b", "ta", "N", "V", "AB", "n", ",", ",", "\\", "\\,", "+", "+", "=", " ", "\"", "<", ">",
-        "\n", "\r", "\r\n", "\v", "\f", "\t", std::string(1, '\0'),
-        "\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9",           // U+0085, U+2028, U+2029
-        "\xC3\xA9", "e\xCC\x81", "\xE6\x97\xA5", "\xF0\x9F\x98\x80", // é, e + U+0301, 日, an emoji
-        ",N", ",AB+", "x,V", "+Hum", "\\,N", ",\xC3\x89",
-        "\xFF", "\xE2\x80",                                  // malformed bytes
+        "a",
+        "b",
+        "ta",
+        "N",
+        "V",
+        "AB",
+        "n",
+        ",",
+        ",",
+        "\\",
+        "\\,",
+        "+",
+        "+",
+        "=",
+        " ",
+        "\"",
+        "<",
+        ">",
+        "\n",
+        "\r",
+        "\r\n",
+        "\v",
+        "\f",
+        "\t",
+        std::string(1, '\0'),
+        "\xC2\x85",
+        "\xE2\x80\xA8",
+        "\xE2\x80\xA9", // U+0085, U+2028, U+2029
+        "\xC3\xA9",
+        "e\xCC\x81",
+        "\xE6\x97\xA5",
+        "\xF0\x9F\x98\x80", // é, e + U+0301, 日, an emoji
+        ",N",
+        ",AB+",
+        "x,V",
+        "+Hum",
+        "\\,N",
+        ",\xC3\x89",
+        "\xFF",
+        "\xE2\x80", // malformed bytes
     };
     std::mt19937 random(20240611);
     std::uniform_int_distribution<std::size_t> pieceCount(0, 12);
@@ -110,17 +148,17 @@ TEST(SplitProperties, Items) {
         {"+Gloss=\"salt+pepper\"+Hum", false, "[Gloss=\"salt+pepper\"][Hum]"},
         {"+b+a+b", false, "[b][a]"},
         {"+a++b+", true, "[][a][b]"},
-        {"+Gloss=\"a+b", false, "absent"},               // unclosed quote
+        {"+Gloss=\"a+b", false, "absent"}, // unclosed quote
         {"+x=<a+b>+y", false, "[x=<a+b>][y]"},
-        {"+x=<a+b", false, "absent"},                    // unclosed bracket
-        {"+x=<\"+y>+z", false, "[x=<\"+y>][z]"},         // a quote inside brackets is plain
-        {"+x=\"<\"+y", false, "[x=\"<\"][y]"},           // a bracket inside quotes is plain
+        {"+x=<a+b", false, "absent"},            // unclosed bracket
+        {"+x=<\"+y>+z", false, "[x=<\"+y>][z]"}, // a quote inside brackets is plain
+        {"+x=\"<\"+y", false, "[x=\"<\"][y]"},   // a bracket inside quotes is plain
         {"+a\\+b+c", false, "[a\\+b][c]"},
-        {"+a\\", false, "absent"},                       // ends right after a backslash
+        {"+a\\", false, "absent"}, // ends right after a backslash
         {"+q=\"a\\\"+b\"+c", false, "[q=\"a\\\"+b\"][c]"},
         {"+q=<a\\>+b>+c", false, "[q=<a\\>+b>][c]"},
         {"+b+Z+a+_x+1", true, "[1][Z][_x][a][b]"},
-        {"+\xC3\xA9+e\xCC\x81", false, "[\xC3\xA9]"},      // canonically equal: the first stays
+        {"+\xC3\xA9+e\xCC\x81", false, "[\xC3\xA9]"}, // canonically equal: the first stays
         {"+\\\xC3\xA9+x", false, "[\\\xC3\xA9][x]"},
     };
     for (const auto& row : rows) {
@@ -177,7 +215,7 @@ TEST(Normalize, NameAndValue) {
         {"N", "Gender=x", &definitions, "Gender|x"}, // a written name is not checked
         {"N", "=m", &definitions, "|m"},
         {"N", "a=b=c", &definitions, "a|b=c"},
-        {"V", "pr", &definitions, "|pr"},      // values are case-sensitive
+        {"V", "pr", &definitions, "|pr"}, // values are case-sensitive
     };
     for (const auto& row : rows) {
         const NormalizedProperty normalized = normalize(row.category, row.property, row.definitions);
@@ -210,11 +248,11 @@ TEST(ParseProperties, FourLists) {
         {"N", {"p", "Conc"}, &definitions, "[Conc]/[Nb=p]//"},
         {"V", {"p", "Conc"}, &definitions, "[Conc][p]///"},
         {"N", {"FLX="}, &definitions, "//[]/"},
-        {"N", {"Nb=p", "p"}, &definitions, "/[Nb=p]//"},       // written and bare collapse
-        {"N", {"=m", "m"}, &definitions, "[m]/[Gender=m]//"},  // "=m" has no name
+        {"N", {"Nb=p", "p"}, &definitions, "/[Nb=p]//"},      // written and bare collapse
+        {"N", {"=m", "m"}, &definitions, "[m]/[Gender=m]//"}, // "=m" has no name
         {"N", {"flx=X", "drv=Y"}, &definitions, "[drv=Y][flx=X]///"},
         {"N", {"DRV=B", "DRV=A", "FLX=Z", "FLX=Y"}, &definitions, "//[Y][Z]/[A][B]"},
-        {"N", {"FLX=A", "FLX=A"}, &definitions, "//[A][A]/"},   // paradigms are not made unique here
+        {"N", {"FLX=A", "FLX=A"}, &definitions, "//[A][A]/"}, // paradigms are not made unique here
         {"N", {"p"}, &noMorphologicalNames, "[Nb=p]///"},
         {"N", {"x", "=y"}, &emptyNameIsMorphological, "[x][y]///"},
         {"N", {"\xC3\xA9", "e\xCC\x81"}, nullptr, "[\xC3\xA9]///"}, // canonically equal: the first stays
@@ -265,8 +303,8 @@ std::string dump(const std::optional<PropertiesDefinitions>& definitions) {
     for (const auto& [category, properties] : definitions->categoryProperties) {
         for (const auto& [name, values] : properties) text += category + "_" + name + ":" + dump(values) + " ";
     }
-    return text + "X:" + dump(definitions->exclusivePropertyNames) + " M:" +
-           dump(definitions->morphologicalPropertyNames);
+    return text + "X:" + dump(definitions->exclusivePropertyNames) +
+           " M:" + dump(definitions->morphologicalPropertyNames);
 }
 
 TEST(PropertiesDefinitions, FromText) {
@@ -285,7 +323,7 @@ TEST(PropertiesDefinitions, FromText) {
         {"N_Gender = m | f ;\nN_All = :N_Gender | n ;", "N_All:[m][f][n] N_Gender:[m][f] X: M:"},
         {"N_Gloss = big cat ;", "N_Gloss:[big cat] X: M:"},
         {"N_A = :N_Missing ;", "absent"}, // refers to an undefined rule
-        {"N_A = ;", "absent"},             // an empty expression
+        {"N_A = ;", "absent"},            // an empty expression
     };
     for (const auto& row : rows) {
         EXPECT_EQ(dump(PropertiesDefinitions::init(row.text)), row.expected) << "text: " << row.text;
@@ -293,8 +331,8 @@ TEST(PropertiesDefinitions, FromText) {
 }
 
 TEST(PropertiesDefinitions, DrivesNormalisation) {
-    const auto definitions = PropertiesDefinitions::init(
-        "N_Nb = s | p ;\nN_Kind = p ;\nMORPHOLOGICALPROPERTIES = Nb ;\n");
+    const auto definitions =
+        PropertiesDefinitions::init("N_Nb = s | p ;\nN_Kind = p ;\nMORPHOLOGICALPROPERTIES = Nb ;\n");
     ASSERT_TRUE(definitions);
     // "p" is listed by Kind and Nb: Kind sorts first.
     EXPECT_EQ(dump(ALU::init("tables,N+FLX=NOUN+s+p", &*definitions)), "tables,N+Kind=p+FLX=NOUN+Nb=s");

@@ -19,13 +19,20 @@ using Kind = Label::InputType;
 std::string kindName(const std::optional<Kind>& kind) {
     if (!kind) return "rejected";
     switch (*kind) {
-    case Kind::bracketSymbol: return "bracketSymbol";
-    case Kind::colonSymbol: return "colonSymbol";
-    case Kind::epsilon: return "epsilon";
-    case Kind::protectedCharacter: return "protectedCharacter";
-    case Kind::quotedString: return "quotedString";
-    case Kind::standard: return "standard";
-    case Kind::variableDefinition: return "variableDefinition";
+    case Kind::bracketSymbol:
+        return "bracketSymbol";
+    case Kind::colonSymbol:
+        return "colonSymbol";
+    case Kind::epsilon:
+        return "epsilon";
+    case Kind::protectedCharacter:
+        return "protectedCharacter";
+    case Kind::quotedString:
+        return "quotedString";
+    case Kind::standard:
+        return "standard";
+    case Kind::variableDefinition:
+        return "variableDefinition";
     }
     return "?";
 }
@@ -73,11 +80,11 @@ TEST(Label, Classification) {
         // Characters are grapheme clusters.
         {"e\u0301", Kind::standard},
         {"\\e\u0301", Kind::protectedCharacter},
-        {"\\\u0301", Kind::standard},               // a backslash with a mark is not a backslash
-        {"<\u0301a>", Kind::standard},             // does not begin with "<"
-        {"<a>\u0301", std::nullopt},               // does not end with ">"
+        {"\\\u0301", Kind::standard},  // a backslash with a mark is not a backslash
+        {"<\u0301a>", Kind::standard}, // does not begin with "<"
+        {"<a>\u0301", std::nullopt},   // does not end with ">"
         {"\"\u00E9t\u00E9\"", Kind::quotedString},
-        {":a\\\u0301", Kind::colonSymbol},        // no character is a backslash
+        {":a\\\u0301", Kind::colonSymbol}, // no character is a backslash
     };
     for (const auto& row : rows)
         EXPECT_EQ(kindName(classify(row.input)), kindName(row.expected)) << "input \"" << row.input << "\"";
@@ -95,11 +102,11 @@ TEST(Label, EqualityOrderAndHash) {
         {"a", "", "b", "", -1},
         {"Z", "", "a", "", -1},
         {"<E>", "", "<E>", "s", -1},
-        {"a/b", "", "a", "b", 0},          // equal text forms
-        {"\u00E9", "", "e\u0301", "", 0},  // canonically equivalent
-        {"K", "", "\u212A", "", 0},        // Kelvin sign decomposes to K
-        {"z", "", "\u00E9", "", -1},       // code point order
-        {"e\u0301", "", "f", "", 1},       // compared in composed form
+        {"a/b", "", "a", "b", 0},         // equal text forms
+        {"\u00E9", "", "e\u0301", "", 0}, // canonically equivalent
+        {"K", "", "\u212A", "", 0},       // Kelvin sign decomposes to K
+        {"z", "", "\u00E9", "", -1},      // code point order
+        {"e\u0301", "", "f", "", 1},      // compared in composed form
         {"ab", "", "a", "", 1},
         {"a", "", "a", "b", -1},
     };
@@ -111,7 +118,7 @@ TEST(Label, EqualityOrderAndHash) {
         EXPECT_EQ(a == b, row.expected == 0) << shown;
         EXPECT_EQ(a != b, row.expected != 0) << shown;
         EXPECT_EQ(a < b, row.expected < 0) << shown;
-        EXPECT_EQ(b < a, row.expected > 0) << shown;
+        EXPECT_EQ(b<a, row.expected> 0) << shown;
         EXPECT_EQ(a <= b, row.expected <= 0) << shown;
         EXPECT_EQ(a >= b, row.expected >= 0) << shown;
         if (row.expected == 0) {
@@ -148,7 +155,7 @@ TEST(Alphabet, AddLabelAndDescription) {
 // The symbol test of Label::init agrees with the three ICU expressions and
 // their accepting counts on many random texts framed by "<" and ">".
 TEST(Label, SymbolPatternsAgreeWithTheRegularExpressions) {
-    const char* const pieces[] = {"<",  ">", ",",  "\\", "+",      "A",      "Z",      "a",
+    const char* const pieces[] = {"<",  ">",  ",",  "\\", "+",      "A",      "Z",      "a",
                                   "\n", "\r", "\v", "\f", "\u0085", "\u2028", "\u00E9", " "};
     const char* const patterns[] = {"<(([^,]|\\\\,)+),([A-Z]+)(\\+.+)?>$", "<([A-Z]+)(\\+.+)?>$",
                                     "<(([^,]|\\\\,)+)(\\+.+)?>$"};

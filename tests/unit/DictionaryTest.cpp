@@ -69,7 +69,8 @@ TEST(InflectAndDerive, GeneratesEveryForm) {
         {"sheep,N+FLX=<E>/s|<E>/p",
          {{"sheep", "N", {"FLX=<E>/s|<E>/p", "_LEX=\"<E>\"", "s"}},
           {"sheep", "N", {"FLX=<E>/s|<E>/p", "_LEX=\"<E>\"", "p"}}}},
-        {"x,N+FLX=:NOUN", {{"x", "N", {"FLX=:NOUN", "_LEX=\"<E>\"", "s"}}, {"xs", "N", {"FLX=:NOUN", "_LEX=\"<B>\"", "p"}}}},
+        {"x,N+FLX=:NOUN",
+         {{"x", "N", {"FLX=:NOUN", "_LEX=\"<E>\"", "s"}}, {"xs", "N", {"FLX=:NOUN", "_LEX=\"<B>\"", "p"}}}},
         // A property that the entry and a path both give occurs once; every
         // paradigm value of the entry is listed on every form, and the values
         // are used in their sorted order.
@@ -92,12 +93,10 @@ TEST(InflectAndDerive, GeneratesEveryForm) {
          {{"kind", "ADJ", {"DRV=NESS", "FLX=ADJ", "POS", "_LEX=\"<E>\""}},
           {"kinder", "ADJ", {"COMP", "DRV=NESS", "FLX=ADJ", "_LEX=\"<B2>\""}},
           {"kindness", "N", {"Abstract", "DRV=NESS", "FLX=ADJ", "InitialCategory=ADJ", "POS", "_LEX=\"<B4>\""}},
-          {"kindnesser", "N",
-           {"Abstract", "COMP", "DRV=NESS", "FLX=ADJ", "InitialCategory=ADJ", "_LEX=\"<B6>\""}}}},
+          {"kindnesser", "N", {"Abstract", "COMP", "DRV=NESS", "FLX=ADJ", "InitialCategory=ADJ", "_LEX=\"<B6>\""}}}},
         // Same category: no "InitialCategory="; the derivation's reverse
         // moves the cursor back over the prefix.
-        {"kind,ADJ+DRV=UN:",
-         {{"unkind", "ADJ", {"DRV=UN:", "Neg", "_LEX=\"<L4><B2><R4>\""}}}},
+        {"kind,ADJ+DRV=UN:", {{"unkind", "ADJ", {"DRV=UN:", "Neg", "_LEX=\"<L4><B2><R4>\""}}}},
         // Without inflection a reverse holding white space is kept as it is.
         {"a b,N+DRV=CUT:", {{"ax", "N", {"DRV=CUT:", "_LEX=\"<B> b\""}}}},
         {"ok,ADV", {}},
@@ -112,13 +111,13 @@ TEST(InflectAndDerive, GeneratesEveryForm) {
 TEST(InflectAndDerive, FailsTheWholeEntry) {
     const MGFSA grammar = compiledGrammar(grammarText);
     const char* const entries[] = {
-        "x,N+FLX=MISSING",          // no such graph
-        "x,N+FLX=<B9>",             // the command does not apply
-        "x,N+FLX=\\a",              // the expression does not compile
+        "x,N+FLX=MISSING",           // no such graph
+        "x,N+FLX=<B9>",              // the command does not apply
+        "x,N+FLX=\\a",               // the expression does not compile
         "x,N+FLX=NOUN+DRV=MISSING:", // no such derivation
-        "x,N+DRV=ABLE",             // a derivation to inflect, but no inflectional value
-        "x,N+FLX=<E>/s+DRV=ABLE",   // the first inflectional value is not a graph name
-        "a b,N+DRV=CUT:NOUN",       // the merged reverse command loses its white space
+        "x,N+DRV=ABLE",              // a derivation to inflect, but no inflectional value
+        "x,N+FLX=<E>/s+DRV=ABLE",    // the first inflectional value is not a graph name
+        "a b,N+DRV=CUT:NOUN",        // the merged reverse command loses its white space
     };
     for (const char* entry : entries) EXPECT_EQ(formsOf(entry, grammar), std::nullopt) << entry;
 }
@@ -135,7 +134,7 @@ TEST(InflectAndDerive, ExpanderAgreesWithSingleEntries) {
     // Cached explorations must not leak from one entry into the next.
     const MGFSA grammar = compiledGrammar(grammarText);
     EntryExpander expander(grammar);
-    const char* const entries[] = {"table,N+FLX=NOUN", "x,N+FLX=MISSING", "sheep,N+FLX=<E>/s|<E>/p",
+    const char* const entries[] = {"table,N+FLX=NOUN", "x,N+FLX=MISSING",           "sheep,N+FLX=<E>/s|<E>/p",
                                    "table,N+FLX=NOUN", "kind,ADJ+FLX=ADJ+DRV=NESS", "x,N+FLX=<E>/s+DRV=ABLE"};
     for (const char* entry : entries) {
         const std::optional<ALU> alu = ALU::init(entry, nullptr);
@@ -160,7 +159,10 @@ TEST(LoadDictionary, KeepsEntriesAndGrammarReferences) {
         {"a,N\r\nb,N\r\n", std::vector<std::string>{"a,N", "b,N"}},
         {"   # indented\n#no space\n x,N \n", std::vector<std::string>{" x,N "}},
         {"#use A.pdg\n  #use B.pdg\n#use\tC.pdg\n#use \n", std::vector<std::string>{"#use A.pdg", "  #use B.pdg"}},
-        {"a,N\vb,N\fc,N\xC2\x85" "d,N\xE2\x80\xA8" "e,N\xE2\x80\xA9" "f,N",
+        {"a,N\vb,N\fc,N\xC2\x85"
+         "d,N\xE2\x80\xA8"
+         "e,N\xE2\x80\xA9"
+         "f,N",
          std::vector<std::string>{"a,N", "b,N", "c,N", "d,N", "e,N", "f,N"}},
     };
     for (const auto& row : rows) {

@@ -16,9 +16,13 @@ namespace {
 
 using Transition = GFSA::Transition;
 
-Label label(const char* input, const char* output = "") { return *Label::init(input, output); }
+Label label(const char* input, const char* output = "") {
+    return *Label::init(input, output);
+}
 
-GFSA single(const char* input) { return GFSA::init(label(input)); }
+GFSA single(const char* input) {
+    return GFSA::init(label(input));
+}
 
 // An automaton given state by state: terminal flag and (label, destination)
 // pairs appended in the given order, over the alphabet [<E>, labels...].
@@ -110,7 +114,7 @@ TEST(Transition, OrderIsThatOfTheTextForms) {
     for (const auto& row : rows) {
         const std::string shown = row.a.description() + " vs " + row.b.description();
         EXPECT_EQ(row.a < row.b, row.expected < 0) << shown;
-        EXPECT_EQ(row.b < row.a, row.expected > 0) << shown;
+        EXPECT_EQ(row.b<row.a, row.expected> 0) << shown;
         EXPECT_EQ(row.a == row.b, row.expected == 0) << shown;
         // The text forms themselves, compared by code point (UTF-8 byte order).
         EXPECT_EQ(row.a < row.b, row.a.description() < row.b.description()) << shown;
@@ -143,10 +147,9 @@ TEST(GFSA, AddGFSARenumbersStatesAndReinternsLabels) {
     GFSA receiver = build({"b"}, {{false, {{1, 1}}}, {true, {}}});
     const GFSA copied = build({"a", "b"}, {{true, {{2, 1}}}, {true, {{1, 1}, {0, 0}}}});
     EXPECT_EQ(receiver.addGFSA(copied), 2);
-    EXPECT_EQ(receiver.description(),
-              "GFSA has 4 states; alphabet has 3 letters:\n[<E> b a ]\n"
-              "    0: b→1 \n    1T \n    2: b→3 \n    3: <E>→2 a→3 \n"
-              "Number of transitions: 4\n");
+    EXPECT_EQ(receiver.description(), "GFSA has 4 states; alphabet has 3 letters:\n[<E> b a ]\n"
+                                      "    0: b→1 \n    1T \n    2: b→3 \n    3: <E>→2 a→3 \n"
+                                      "Number of transitions: 4\n");
     // Copied lists are in transition order: "0→2" before "2→3".
     EXPECT_EQ(receiver.states[3].description(), ": 0→2 2→3 ");
 }
@@ -254,12 +257,9 @@ TEST(Construction, CollocationOfOperandsOfDifferentSizes) {
         std::vector<const char*> word;
         bool expected;
     } rows[] = {
-        {{"a", "b", "c"}, true},
-        {{"a", "<ANY>", "<ANY>", "b", "c"}, true},
-        {{"b", "c", "<ANY>", "a"}, true},
-        {{"a"}, false},
-        {{"a", "c", "b"}, false},
-        {{"b", "<ANY>", "c", "a"}, false},
+        {{"a", "b", "c"}, true},           {{"a", "<ANY>", "<ANY>", "b", "c"}, true},
+        {{"b", "c", "<ANY>", "a"}, true},  {{"a"}, false},
+        {{"a", "c", "b"}, false},          {{"b", "<ANY>", "c", "a"}, false},
         {{"<ANY>", "a", "b", "c"}, false},
     };
     for (const auto& row : rows) {
@@ -283,10 +283,12 @@ TEST(Determinization, Dumps) {
         // Labels that no longer occur keep their index; without an alphabet the result has none.
         {"epsilon only", GFSA{{{false, {{0, 1}}}, {true, {}}}, std::nullopt},
          "GFSA has 1 states\n    0T \nNumber of transitions: 0\n"},
-        {"a b without alphabet", GFSA{{{false, {{4, 1}}}, {false, {{0, 2}}}, {false, {{5, 3}}}, {true, {}}}, std::nullopt},
+        {"a b without alphabet",
+         GFSA{{{false, {{4, 1}}}, {false, {{0, 2}}}, {false, {{5, 3}}}, {true, {}}}, std::nullopt},
          "GFSA has 3 states\n    0: 4→1 \n    1: 5→2 \n    2T \nNumber of transitions: 2\n"},
     };
-    for (const auto& row : rows) EXPECT_EQ(row.gfsa.determinize().description(), row.expected) << "automaton " << row.name;
+    for (const auto& row : rows)
+        EXPECT_EQ(row.gfsa.determinize().description(), row.expected) << "automaton " << row.name;
 }
 
 // Sets are numbered in the order they are found, label indices ascending

@@ -193,8 +193,12 @@ TEST(MergeWith, AddsGraphsOrRefuses) {
         {"levels differ, no graphs", MGFSA(), MGFSA(LinguisticLevel::syntax), false, {}, "[<E> ]"},
         {"labels remapped", compiled("X = b ;"), compiled("Y = a b ;"), true, {"X", "Y"}, "[<E> b a ]"},
         {"name taken", compiled("B = b ;"), compiled("A = a ;\nB = c ;"), false, {"A", "B"}, "[<E> b a c ]"},
-        {"equivalent name taken", compiled(composed + " = b ;"), compiled(decomposed + " = c ;"), false,
-         {composed}, "[<E> b ]"},
+        {"equivalent name taken",
+         compiled(composed + " = b ;"),
+         compiled(decomposed + " = c ;"),
+         false,
+         {composed},
+         "[<E> b ]"},
     };
     for (Row row : rows) {
         EXPECT_EQ(row.receiver.mergeWith(row.other), row.merged) << row.name;
@@ -242,8 +246,8 @@ TEST(Explore, EdgeCases) {
         {"syntax joins with spaces", compiled("A = a b ;", syntax), "A", syntax, 1, "[a b /]"},
         {"orthographic joins directly", compiled("A = a b ;", syntax), "A", orth, 1, "[ab /]"},
         {"no second space",
-         grammarOf({{"A", handMade({{false, {{"a ", "", 1}}}, {false, {{"b", "", 2}}}, {true, {}}})}}), "A", syntax,
-         1, "[a b /]"},
+         grammarOf({{"A", handMade({{false, {{"a ", "", 1}}}, {false, {{"b", "", 2}}}, {true, {}}})}}), "A", syntax, 1,
+         "[a b /]"},
         {"trimmed", grammarOf({{"A", handMade({{false, {{" a", "", 1}}}, {false, {{"b\t", "", 2}}}, {true, {}}})}}),
          "A", syntax, 1, "[a b /]"},
         {"output labels add no space", compiled("A = a <E>/x b ;", syntax), "A", syntax, 1, "[a b / x]"},
@@ -315,9 +319,8 @@ TEST(Explore, MoreThanTheMaximalNumberOfPathsIsAbsent) {
         std::vector<StateShape> innermost;
         for (int i = 0; i < width; ++i) innermost.push_back({false, {{"a", "", i + 1}, {"b", "", i + 1}}});
         innermost.push_back({true, {}});
-        std::vector<std::pair<std::string, GFSA>> graphs = {
-            {"G0", handMade({{false, {{":G1", "", 1}}}, {false, {}}})},
-            {"G" + std::to_string(levels), handMade(innermost)}};
+        std::vector<std::pair<std::string, GFSA>> graphs = {{"G0", handMade({{false, {{":G1", "", 1}}}, {false, {}}})},
+                                                            {"G" + std::to_string(levels), handMade(innermost)}};
         for (int level = 1; level < levels; ++level)
             graphs.emplace_back("G" + std::to_string(level),
                                 handMade({{false, {{":G" + std::to_string(level + 1), "", 1}}}, {true, {}}}));
@@ -353,17 +356,16 @@ TEST(Explore, ManyPathsAreRecordedOrAbsent) {
 TEST(CountOccurencesOf, MatchesGraphAndWholeStack) {
     const std::string composed = "N\xC3\xA9";
     const std::string decomposed = "Ne\xCC\x81";
-    const std::vector<MGFSA::PathItem> path = {
-        {"A", 0, {0}, 0}, {"A", 1, {1}, 3}, {"B", 0, {1, 0}, 0}, {"B", 1, {1, 1}, 2},
-        {"A", 1, {1}, 0}, {composed, 1, {1, 1}, 0}};
+    const std::vector<MGFSA::PathItem> path = {{"A", 0, {0}, 0},    {"A", 1, {1}, 3}, {"B", 0, {1, 0}, 0},
+                                               {"B", 1, {1, 1}, 2}, {"A", 1, {1}, 0}, {composed, 1, {1, 1}, 0}};
     struct Row {
         std::string graph;
         std::vector<std::int64_t> stack;
         std::int64_t count;
     };
     const std::vector<Row> rows = {
-        {"A", {1}, 2}, {"A", {0}, 1}, {"A", {1, 1}, 0}, {"B", {1, 1}, 1}, {"B", {1}, 0},
-        {"C", {0}, 0}, {decomposed, {1, 1}, 1}, {"A", {}, 0},
+        {"A", {1}, 2}, {"A", {0}, 1}, {"A", {1, 1}, 0},        {"B", {1, 1}, 1},
+        {"B", {1}, 0}, {"C", {0}, 0}, {decomposed, {1, 1}, 1}, {"A", {}, 0},
     };
     for (const Row& row : rows) {
         std::string stack;
@@ -380,8 +382,8 @@ TEST(CountOccurencesOf, MatchesGraphAndWholeStack) {
 // finds what the plain reference finds, in the same order.
 TEST(Explore, AgreesWithThePlainReferenceOnRandomGraphs) {
     std::mt19937 random(1234567);
-    const std::vector<Edge> labels = {{"a", "", 0},   {"b", "", 0},   {"<E>", "", 0}, {"<E>", "x", 0},
-                                      {"c", "y", 0},  {":B", "", 0},  {":C", "", 0},  {":Z", "", 0}};
+    const std::vector<Edge> labels = {{"a", "", 0},  {"b", "", 0},  {"<E>", "", 0}, {"<E>", "x", 0},
+                                      {"c", "y", 0}, {":B", "", 0}, {":C", "", 0},  {":Z", "", 0}};
     const std::vector<std::string> names = {"A", "B", "C"};
     for (int round = 0; round < 400; ++round) {
         std::vector<std::pair<std::string, GFSA>> graphs;

@@ -42,29 +42,29 @@ TEST(AddCategoryAndAllProperties, AssemblesAndChecks) {
         {"N", &hum, {"FLX=NOUN", "_LEX=\"<B>\"", "p"}, &none, "N+Hum+FLX=NOUN+_LEX=\"<B>\"+p"},
         {"N", nullptr, {"s", "p"}, &exclusive, "*INCONSISTENT*"},
         {"N", nullptr, {"s", "s"}, &exclusive, "N+s"},
-        {"N", nullptr, {"s", "p"}, &none, "N+s+p"},              // nothing is exclusive
-        {"V", nullptr, {"s", "p"}, &exclusive, "V+s+p"},         // V lists no "s": no name
-        {"N", nullptr, {"Nb=s", "+s"}, &exclusive, "N+Nb=s"},    // same name and value
-        {"N", nullptr, {"+s", "Nb=s"}, &exclusive, "N+s"},       // the text as written stays
-        {"N", &singular, {"p"}, &exclusive, "*INCONSISTENT*"},  // both lists share the seen values
+        {"N", nullptr, {"s", "p"}, &none, "N+s+p"},            // nothing is exclusive
+        {"V", nullptr, {"s", "p"}, &exclusive, "V+s+p"},       // V lists no "s": no name
+        {"N", nullptr, {"Nb=s", "+s"}, &exclusive, "N+Nb=s"},  // same name and value
+        {"N", nullptr, {"+s", "Nb=s"}, &exclusive, "N+s"},     // the text as written stays
+        {"N", &singular, {"p"}, &exclusive, "*INCONSISTENT*"}, // both lists share the seen values
         {"N", &singular, {"s", "m", "f"}, &exclusive, "*INCONSISTENT*"},
         {"N", &singular, {"s", "m", "m"}, &exclusive, "N+Nb=s+m"},
-        {"N", &hum, {"Hum"}, &exclusive, "N+Hum+Hum"},           // only exclusive names are deduplicated
-        {"N", nullptr, {"Nb=x", "Nb=y"}, &exclusive, "*INCONSISTENT*"},  // a written name is not checked
+        {"N", &hum, {"Hum"}, &exclusive, "N+Hum+Hum"},                  // only exclusive names are deduplicated
+        {"N", nullptr, {"Nb=x", "Nb=y"}, &exclusive, "*INCONSISTENT*"}, // a written name is not checked
         {"N", nullptr, {}, &exclusive, "N"},
-        {"N", nullptr, {"", "a", ""}, &exclusive, "N+a"},        // empty properties are skipped
-        {"N", nullptr, {"+"}, &exclusive, "N+"},                 // "+" leaves an empty property
-        {"N", nullptr, {"++x"}, &exclusive, "N++x"},             // only one "+" is removed
+        {"N", nullptr, {"", "a", ""}, &exclusive, "N+a"}, // empty properties are skipped
+        {"N", nullptr, {"+"}, &exclusive, "N+"},          // "+" leaves an empty property
+        {"N", nullptr, {"++x"}, &exclusive, "N++x"},      // only one "+" is removed
         {"N", nullptr, {"x", "y"}, &emptyNameExclusive, "*INCONSISTENT*"},
         {"N", nullptr, {"x", "x"}, &emptyNameExclusive, "N+x"},
         {"ADV", nullptr, {"Hum"}, &exclusive, "ADV+Hum"},
         {"", nullptr, {"s"}, &exclusive, "absent"},
         {"Adj", nullptr, {"s"}, &exclusive, "absent"},
         {"N2", nullptr, {"s"}, &exclusive, "absent"},
-        {"E\xCC\x81T", nullptr, {}, &exclusive, "E\xCC\x81T"},       // E with a combining accent
-        {"\xC7\x85", nullptr, {}, &exclusive, "\xC7\x85"},           // a title-case letter
+        {"E\xCC\x81T", nullptr, {}, &exclusive, "E\xCC\x81T"}, // E with a combining accent
+        {"\xC7\x85", nullptr, {}, &exclusive, "\xC7\x85"},     // a title-case letter
         {"\xC3\x89t", nullptr, {}, &exclusive, "absent"},
-        {"\xCC\x81N", nullptr, {}, &exclusive, "absent"},            // a lone combining mark
+        {"\xCC\x81N", nullptr, {}, &exclusive, "absent"}, // a lone combining mark
     };
     for (const auto& row : rows) {
         const auto result = Morphology::addCategoryAndAllProperties(row.category, row.morphological, row.inflectional,

@@ -30,14 +30,29 @@ TEST(Morphology, ParseOperator) {
         std::string token;
         Parsed parsed;
     } rows[] = {
-        {"abc", Parsed({"abc", 0})},  {"<B>", Parsed({"B", 1})},    {"<BW>", Parsed({"B", -1})},
-        {"<L12>", Parsed({"L", 12})}, {"<B+3>", Parsed({"B", 3})},   {"<L-2>", Parsed({"L", -2})},
+        {"abc", Parsed({"abc", 0})},
+        {"<B>", Parsed({"B", 1})},
+        {"<BW>", Parsed({"B", -1})},
+        {"<L12>", Parsed({"L", 12})},
+        {"<B+3>", Parsed({"B", 3})},
+        {"<L-2>", Parsed({"L", -2})},
         {"<B9223372036854775807>", Parsed({"B", 9223372036854775807})},
-        {"<e\xCC\x81" "3>", Parsed({"e\xCC\x81", 3})},     // a type is one character, marks included
-        {"<\xCC\x81" "B>", Parsed({"<\xCC\x81" "B>", 0})}, // "<" with a mark is not "<"
-        {"<B", std::nullopt},         {"<>", std::nullopt},          {"<Bx>", std::nullopt},
-        {"<Bw>", std::nullopt},       {"<B+-1>", std::nullopt},      {"<B->", std::nullopt},
-        {"<B99999999999999999999>", std::nullopt},                   {"<B>\xCC\x81", std::nullopt},
+        {"<e\xCC\x81"
+         "3>",
+         Parsed({"e\xCC\x81", 3})}, // a type is one character, marks included
+        {"<\xCC\x81"
+         "B>",
+         Parsed({"<\xCC\x81"
+                 "B>",
+                 0})}, // "<" with a mark is not "<"
+        {"<B", std::nullopt},
+        {"<>", std::nullopt},
+        {"<Bx>", std::nullopt},
+        {"<Bw>", std::nullopt},
+        {"<B+-1>", std::nullopt},
+        {"<B->", std::nullopt},
+        {"<B99999999999999999999>", std::nullopt},
+        {"<B>\xCC\x81", std::nullopt},
     };
     for (const auto& row : rows) {
         const std::optional<Morphology::Operator> op = Morphology::parseMorphologicalOperator(row.token);
@@ -52,8 +67,8 @@ TEST(Morphology, AppendCommand) {
         std::int64_t parameter;
         std::vector<std::string> appended;
     } rows[] = {
-        {"B", 1, {"<B>"}}, {"B", 0, {"B"}},  {"B", -1, {"<BW>"}},  {"S", 3, {"<S3>"}},
-        {"E", 1, {}},      {"E", 0, {"E"}}, {"E", -1, {}},         {"L", -7, {"<L-7>"}},
+        {"B", 1, {"<B>"}}, {"B", 0, {"B"}}, {"B", -1, {"<BW>"}}, {"S", 3, {"<S3>"}},
+        {"E", 1, {}},      {"E", 0, {"E"}}, {"E", -1, {}},       {"L", -7, {"<L-7>"}},
     };
     for (const auto& row : rows) {
         std::vector<std::string> commands = {"x"};
@@ -71,7 +86,7 @@ TEST(Morphology, SimplifySuffixCommand) {
     } rows[] = {
         {{"<B>", "<B>", "e", "<L>", "<R>", "s"}, List{"<B2>", "e", "s"}},
         {{"<E>", "<E>"}, List{"<E>"}},
-        {{"<L1>"}, List{"<L1>"}}, // fewer than two tokens: unchanged
+        {{"<L1>"}, List{"<L1>"}},         // fewer than two tokens: unchanged
         {{"<B>", "B"}, List{"<B>", "B"}}, // plain capitals are characters, not operators
         {{"E", "<E>", "x"}, List{"E", "x"}},
         {{"<B>", "<E>", "<B2>"}, List{"<B3>"}}, // "<E>" does not keep operators apart
@@ -109,20 +124,21 @@ TEST(Morphology, ApplyCommand) {
         {"tabl", "<B0>", Edit({"tablB", "<B>"}), true},
         {"ab-c", "<L2><C>", Edit({"ab-c", "<P><C><R2>"}), true},
         {"cafe\xCC\x81", "<B>", Edit({"caf", "e\xCC\x81"}), true},
-        {"\xD1\x81\xD1\x82\xD0\xBE\xD0\xBB", "<L2><S2>\xD1\x8B", Edit({"\xD1\x81\xD1\x82\xD1\x8B", "<B>\xD0\xBE\xD0\xBB"}), true},
+        {"\xD1\x81\xD1\x82\xD0\xBE\xD0\xBB", "<L2><S2>\xD1\x8B",
+         Edit({"\xD1\x81\xD1\x82\xD1\x8B", "<B>\xD0\xBE\xD0\xBB"}), true},
         {"pomme de terre", "<LW><N2>x", Edit({"pomme de xterre", "<L5><B><L9><R14>"}), true},
         {"pomme de terre", "<L9><N>x", Edit({"pomme de xterre", "<L5><B><L4><R9>"}), true},
         {"pomme de terre", "<P>s", Edit({"pomme des terre", "<P><B>"}), true},
         {"pomme de terre", "<P2>x", Edit({"pommex de terre", "<P2><B>"}), true},
         {"abc", "<L2><NW>x", Edit({"abcx", "<B>"}), true},
         // Steps that by design cannot be undone.
-        {"abcd", "<L2><BW>", Edit({"", "ab<R2>"}), false},  // "c", "d" are lost
-        {"ab", "<LW><D>", Edit({"ab", "<L2><B><R2>"}), false}, // nothing to duplicate at 0
-        {"a", "<L><LW>", Edit({"a", "<L><R2>"}), false},       // "<LW>" at 0 records "<R>"
-        {"ab", "<RW>", Edit({"ab", "<L>"}), false},            // "<RW>" at the end records "<L>"
-        {"ab", "<N>", Edit({"ab", "<L1>"}), false},            // "<N>" at the end records "<L1>"
+        {"abcd", "<L2><BW>", Edit({"", "ab<R2>"}), false},               // "c", "d" are lost
+        {"ab", "<LW><D>", Edit({"ab", "<L2><B><R2>"}), false},           // nothing to duplicate at 0
+        {"a", "<L><LW>", Edit({"a", "<L><R2>"}), false},                 // "<LW>" at 0 records "<R>"
+        {"ab", "<RW>", Edit({"ab", "<L>"}), false},                      // "<RW>" at the end records "<L>"
+        {"ab", "<N>", Edit({"ab", "<L1>"}), false},                      // "<N>" at the end records "<L1>"
         {"Paris", "<LW><C><C>", Edit({"Paris", "<L5><C2><R5>"}), false}, // two "<C>" merge
-        {"\xC3\x9F", "<L><C>", Edit({"S", "<L><C><R>"}), false},          // ß
+        {"\xC3\x9F", "<L><C>", Edit({"S", "<L><C><R>"}), false},         // ß
         {"a<", "<B>", Edit({"a", "<"}), false},
         {"a<", "<B>x", std::nullopt, false}, // a removed "<" cannot be simplified
         // Failures.
@@ -163,12 +179,18 @@ const struct {
     std::string cased;
     bool letter;
 } kCharacters[] = {
-    {"a", "A", true}, {"B", "b", true}, {"E", "e", true}, {"L", "l", true}, // capitals named like operators
-    {"\xC3\xA9", "\xC3\x89", true},                                        // é
-    {"e\xCC\x81", "E\xCC\x81", true},                                      // e + combining acute
-    {"\xD0\xB6", "\xD0\x96", true}, {"\xD0\x94", "\xD0\xB4", true},          // ж, Д
-    {"\xC7\x85", "\xC7\x86", true},                                        // ǅ (title case)
-    {"1", "1", false}, {"-", "-", false}, {" ", " ", false},                // the space stays last
+    {"a", "A", true},
+    {"B", "b", true},
+    {"E", "e", true},
+    {"L", "l", true},                 // capitals named like operators
+    {"\xC3\xA9", "\xC3\x89", true},   // é
+    {"e\xCC\x81", "E\xCC\x81", true}, // e + combining acute
+    {"\xD0\xB6", "\xD0\x96", true},
+    {"\xD0\x94", "\xD0\xB4", true}, // ж, Д
+    {"\xC7\x85", "\xC7\x86", true}, // ǅ (title case)
+    {"1", "1", false},
+    {"-", "-", false},
+    {" ", " ", false}, // the space stays last
 };
 
 // Random commands over random word forms, built beside a model of the word
@@ -197,7 +219,9 @@ TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
         const std::vector<std::string> original = model;
         const auto isLetter = [&](const std::string& text) { return letters.at(text); };
         const auto at = [&](std::size_t index) { return model.begin() + static_cast<std::ptrdiff_t>(index); };
-        const auto deletable = [&](std::size_t from, std::size_t to) { return std::find(at(from), at(to), " ") == at(to); };
+        const auto deletable = [&](std::size_t from, std::size_t to) {
+            return std::find(at(from), at(to), " ") == at(to);
+        };
         std::size_t cursor = model.size();
         std::string command;
         bool fails = false;
@@ -208,7 +232,8 @@ TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
             const std::size_t length = model.size();
             bool caseSwitch = false;
             switch (pick(12)) {
-            case 0: case 1: {
+            case 0:
+            case 1: {
                 const std::string& typed = kCharacters[pick(alphabetSize - 1)].text; // never the space
                 model.insert(at(cursor++), typed);
                 command += typed;
@@ -241,8 +266,10 @@ TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
                 break;
             case 5:
                 if (lastWasCaseSwitch) continue;
-                if (cursor == length) fails = true;
-                else model[cursor] = switched.at(model[cursor]);
+                if (cursor == length)
+                    fails = true;
+                else
+                    model[cursor] = switched.at(model[cursor]);
                 command += "<C>";
                 caseSwitch = true;
                 break;
@@ -253,13 +280,17 @@ TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
                 command += "<D>";
                 break;
             case 7:
-                if (n > cursor) fails = true;
-                else cursor -= n;
+                if (n > cursor)
+                    fails = true;
+                else
+                    cursor -= n;
                 command += "<L" + count + ">";
                 break;
             case 8:
-                if (n > length - cursor) fails = true;
-                else cursor += n;
+                if (n > length - cursor)
+                    fails = true;
+                else
+                    cursor += n;
                 command += "<R" + count + ">";
                 break;
             case 9:
@@ -279,9 +310,7 @@ TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
             }
             lastWasCaseSwitch = caseSwitch;
         }
-        if (!fails && cursor < model.size() &&
-            !std::all_of(at(cursor), model.end(), isLetter))
-            command += "<RW>";
+        if (!fails && cursor < model.size() && !std::all_of(at(cursor), model.end(), isLetter)) command += "<RW>";
 
         std::string wordForm;
         for (const std::string& character : original) wordForm += character;
@@ -304,9 +333,9 @@ TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
 
 // Random byte strings as word forms and commands: a clean result or none.
 TEST(Morphology, RandomInputNeverBreaksTheEditor) {
-    const std::vector<std::string> pieces = {"<", ">", "B", "L", "R", "S", "N", "P", "C", "D", "E", "W", "0", "1",
-                                             "9", "-", "+", "\\", "\"", "/", "$", "(", ":", " ", "a", "\xC3\xA9",
-                                             "\xCC\x81", "\xFF", "\xC3", "\xC3\x9F", "\r\n"};
+    const std::vector<std::string> pieces = {
+        "<", ">",  "B",  "L", "R", "S", "N", "P", "C", "D",        "E",        "W",    "0",    "1",        "9",   "-",
+        "+", "\\", "\"", "/", "$", "(", ":", " ", "a", "\xC3\xA9", "\xCC\x81", "\xFF", "\xC3", "\xC3\x9F", "\r\n"};
     std::mt19937 random(42);
     const auto text = [&](int maximum) {
         std::string result;

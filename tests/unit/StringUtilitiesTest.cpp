@@ -62,7 +62,12 @@ TEST(ParseParenthesedPattern, Table) {
         // Non-ASCII text is cut at scalar boundaries, bytes kept as written.
         {"x\u00E9\u00E9y", "(\u00E9+)", Texts{"\u00E9\u00E9", "\u00E9\u00E9"}},
         {"\U0001D538b", "(.)", Texts{"\U0001D538", "\U0001D538", "b", "b"}},
-        {"\xFF" "b", "(.)b", Texts{"\xFF" "b", "\xFF"}},
+        {"\xFF"
+         "b",
+         "(.)b",
+         Texts{"\xFF"
+               "b",
+               "\xFF"}},
         {"caf\u00E9,N+\u00E9t\u00E9", entryExpression,
          Texts{"caf\u00E9,N+\u00E9t\u00E9", "caf\u00E9", "\u00E9", "N", "+\u00E9t\u00E9"}},
     };

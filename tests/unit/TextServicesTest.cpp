@@ -42,8 +42,10 @@ TEST(TextServices, GraphemeClusters) {
     } rows[] = {
         {"", {}},
         {"a\r\nb\n\r", {"a", "\r\n", "b", "\n", "\r"}},
-        {"e\xCC\x81t\xC3\xA9", {"e\xCC\x81", "t", "\xC3\xA9"}},             // e + U+0301, t, é
-        {"a\xFF" "b", {"a", "\xFF", "b"}},                                   // malformed byte alone
+        {"e\xCC\x81t\xC3\xA9", {"e\xCC\x81", "t", "\xC3\xA9"}}, // e + U+0301, t, é
+        {"a\xFF"
+         "b",
+         {"a", "\xFF", "b"}}, // malformed byte alone
     };
     for (const auto& row : rows) {
         EXPECT_EQ(graphemeClusters(row.text), row.clusters) << "text: " << row.text;
@@ -53,10 +55,28 @@ TEST(TextServices, GraphemeClusters) {
 
 TEST(TextServices, ClustersAgreeWithIcuOnRandomText) {
     // Pieces that exercise the fast path and every way out of it.
-    const std::vector<std::string> pieces = {
-        "a", "Z", " ", "-", "\r", "\n", "\t", "\xC3\xA9", "\xD0\xB9", "\xD0\xB8\xCC\x86", "\xCC\x81", "\xE2\x80\x8D",
-        "\xE1\x84\x80", "\xE1\x85\xA1", "\xF0\x9F\x98\x80", "\xF0\x9F\x87\xAB", "\xE0\xA4\x95", "\xE0\xA5\x8D",
-        "\xE0\xA4\xBE", "\xCE\xB1", "\xC3\x9F", "\xE2\x80\xA8"};
+    const std::vector<std::string> pieces = {"a",
+                                             "Z",
+                                             " ",
+                                             "-",
+                                             "\r",
+                                             "\n",
+                                             "\t",
+                                             "\xC3\xA9",
+                                             "\xD0\xB9",
+                                             "\xD0\xB8\xCC\x86",
+                                             "\xCC\x81",
+                                             "\xE2\x80\x8D",
+                                             "\xE1\x84\x80",
+                                             "\xE1\x85\xA1",
+                                             "\xF0\x9F\x98\x80",
+                                             "\xF0\x9F\x87\xAB",
+                                             "\xE0\xA4\x95",
+                                             "\xE0\xA5\x8D",
+                                             "\xE0\xA4\xBE",
+                                             "\xCE\xB1",
+                                             "\xC3\x9F",
+                                             "\xE2\x80\xA8"};
     std::mt19937 random(20261122);
     for (int trial = 0; trial < 3000; ++trial) {
         std::string text;
@@ -89,7 +109,11 @@ TEST(TextServices, SplitAtNewlines) {
         {"", {}},
         {"a\nb\n", {"a", "b"}},
         {"a\r\nb", {"a", "", "b"}},
-        {"a\vb\fc\xC2\x85" "d\xE2\x80\xA8" "e\xE2\x80\xA9" "f", {"a", "b", "c", "d", "e", "f"}},
+        {"a\vb\fc\xC2\x85"
+         "d\xE2\x80\xA8"
+         "e\xE2\x80\xA9"
+         "f",
+         {"a", "b", "c", "d", "e", "f"}},
         {"\n\nx", {"", "", "x"}},
     };
     for (const auto& row : rows) EXPECT_EQ(splitAtNewlines(row.text), row.pieces) << "text: " << row.text;
@@ -103,7 +127,7 @@ TEST(TextServices, Trim) {
 }
 
 TEST(TextServices, CanonicalEquivalenceAndOrder) {
-    const std::string composed = "caf\xC3\xA9";   // café, é precomposed
+    const std::string composed = "caf\xC3\xA9";    // café, é precomposed
     const std::string decomposed = "cafe\xCC\x81"; // café, e + U+0301
     EXPECT_TRUE(canonicallyEqual(composed, decomposed));
     EXPECT_EQ(compareCanonical(composed, decomposed), 0);
@@ -123,12 +147,12 @@ TEST(TextServices, SwitchCase) {
     } rows[] = {
         {"a", "A"},
         {"1", "1"},
-        {"\xC3\x9F", "S"},                     // ß: title case "Ss", first character kept
-        {"\xC4\xB1", "I"},                     // dotless ı
-        {"\xC7\x86", "\xC7\x85"},              // ǆ -> ǅ
-        {"\xC7\x85", "\xC7\x86"},              // ǅ -> ǆ
-        {"e\xCC\x81", "E\xCC\x81"},            // marks after the first scalar stay
-        {"\xC4\xB0", "i\xCC\x87"},             // İ -> i + combining dot above
+        {"\xC3\x9F", "S"},          // ß: title case "Ss", first character kept
+        {"\xC4\xB1", "I"},          // dotless ı
+        {"\xC7\x86", "\xC7\x85"},   // ǆ -> ǅ
+        {"\xC7\x85", "\xC7\x86"},   // ǅ -> ǆ
+        {"e\xCC\x81", "E\xCC\x81"}, // marks after the first scalar stay
+        {"\xC4\xB0", "i\xCC\x87"},  // İ -> i + combining dot above
     };
     for (const auto& row : rows) EXPECT_EQ(switchCase(row.character), row.expected) << "character: " << row.character;
 }

@@ -12,7 +12,9 @@ namespace {
 
 // ---- Helpers ---------------------------------------------------------------
 
-GFSA labelAutomaton(std::string_view token) { return GFSA::init(Label::init(token, "").value()); }
+GFSA labelAutomaton(std::string_view token) {
+    return GFSA::init(Label::init(token, "").value());
+}
 
 // Two automata are the same when their dumps and every transition list, in
 // list order, agree.
@@ -159,11 +161,11 @@ TEST(TextualGrammarToMgfsa, RulesBecomeGraphs) {
          std::vector<std::string>{"N1", "N2", "Verb"}},
         {"B = b ;\r\nA = a ;\r\n", std::vector<std::string>{"A", "B"}},
         {"A = a ;\nA = b c ;\n", std::vector<std::string>{"A"}}, // the later rule replaces the earlier
-        {"A = a ;\nB = b", std::nullopt},     // unterminated last rule
-        {"A = a ;\nB b ;", std::nullopt},     // no "="
-        {"A = a ;\nB = \"b ;", std::nullopt}, // a rejected label
-        {"A = ;", std::nullopt},              // an empty body
-        {"A = \\a ;", std::nullopt},          // the tokenizer fails
+        {"A = a ;\nB = b", std::nullopt},                        // unterminated last rule
+        {"A = a ;\nB b ;", std::nullopt},                        // no "="
+        {"A = a ;\nB = \"b ;", std::nullopt},                    // a rejected label
+        {"A = ;", std::nullopt},                                 // an empty body
+        {"A = \\a ;", std::nullopt},                             // the tokenizer fails
     };
     for (const Row& row : rows) {
         const auto grammar = textualGrammarToMgfsa(row.text, LinguisticLevel::orthographic);
@@ -198,9 +200,15 @@ struct CompileRow {
     std::function<GFSA()> expected; // empty: the expression does not compile
 };
 
-GFSA a() { return labelAutomaton("a"); }
-GFSA b() { return labelAutomaton("b"); }
-GFSA c() { return labelAutomaton("c"); }
+GFSA a() {
+    return labelAutomaton("a");
+}
+GFSA b() {
+    return labelAutomaton("b");
+}
+GFSA c() {
+    return labelAutomaton("c");
+}
 
 TEST(Expression2Gfsa, CompilesLikeTheConstructionOperations) {
     using G = GFSA;
@@ -217,15 +225,13 @@ TEST(Expression2Gfsa, CompilesLikeTheConstructionOperations) {
         {":N1 | es/p", orth,
          [] {
              return G::disjunction(labelAutomaton(":N1"),
-                                   G::concatenation(labelAutomaton("e"),
-                                                    G::outputOperation(labelAutomaton("s"), "p")));
+                                   G::concatenation(labelAutomaton("e"), G::outputOperation(labelAutomaton("s"), "p")));
          }},
         {":Gender(m|f) Tense=pres", LinguisticLevel::propertyDefinition,
          [] {
-             return G::concatenation(
-                 labelAutomaton(":Gender"),
-                 G::concatenation(G::disjunction(labelAutomaton("m"), labelAutomaton("f")),
-                                  labelAutomaton("Tense=pres")));
+             return G::concatenation(labelAutomaton(":Gender"),
+                                     G::concatenation(G::disjunction(labelAutomaton("m"), labelAutomaton("f")),
+                                                      labelAutomaton("Tense=pres")));
          }},
     };
     for (const CompileRow& row : rows) {
@@ -246,10 +252,8 @@ TEST(ParseFunctions, AnswerTheAutomatonAndTheNextIndex) {
     };
     const std::vector<Row> rows = {
         {{"(", "a"}, 0, ParseFactor, 3}, // the missing ")" is skipped all the same
-        {{"a", "b", "|", "c"}, 0, ParseTerm, 2},
-        {{"a", "b", "|", "c"}, 0, expression2GFSA, 4},
-        {{"a"}, 5, ParseTerm, std::nullopt},
-        {{}, 0, expression2GFSA, std::nullopt},
+        {{"a", "b", "|", "c"}, 0, ParseTerm, 2}, {{"a", "b", "|", "c"}, 0, expression2GFSA, 4},
+        {{"a"}, 5, ParseTerm, std::nullopt},     {{}, 0, expression2GFSA, std::nullopt},
     };
     for (const Row& row : rows) {
         const auto result = row.parse(row.tokens, row.index, LinguisticLevel::orthographic);
@@ -264,9 +268,9 @@ TEST(ParseFunctions, AnswerTheAutomatonAndTheNextIndex) {
 // the compiler gives exactly what the plain construction gives, from every
 // index and for each of the three parse functions.
 TEST(ParseFunctions, AgreeWithThePlainConstructionOnRandomTokenLists) {
-    const std::vector<std::string> pool = {
-        "a", "b", "\xC3\xA9", "e\xCC\x81", "<E>", "/x", "/y", "/", "/\xC3\xA9", "/e\xCC\x81", "*",
-        "(", "(", ")", ")", "|", "|", "&", "\"bad", ":P", "<ANY>"};
+    const std::vector<std::string> pool = {"a", "b",         "\xC3\xA9",   "e\xCC\x81", "<E>",   "/x", "/y",
+                                           "/", "/\xC3\xA9", "/e\xCC\x81", "*",         "(",     "(",  ")",
+                                           ")", "|",         "|",          "&",         "\"bad", ":P", "<ANY>"};
     std::mt19937 random(20240611);
     for (int round = 0; round < 600; ++round) {
         TokenList tokens{"("};

@@ -33,14 +33,15 @@ void expectRows(const std::vector<Row>& rows, Tokens (*tokenize)(std::string_vie
 TEST(Tokenizer, Syntactic) {
     expectRows(
         {
-            {R"(<B2>"es" /PL | :Sing (a|b)*)", TokenList{"<B2>", "\"es\"", "/PL", "|", ":Sing", "(", "a", "|", "b", ")", "*"}},
+            {R"(<B2>"es" /PL | :Sing (a|b)*)",
+             TokenList{"<B2>", "\"es\"", "/PL", "|", ":Sing", "(", "a", "|", "b", ")", "*"}},
             {"ing/Pres ab12", TokenList{"ing", "/Pres", "ab", "1", "2"}},
             {":Noun/x(y)", TokenList{":Noun", "/x", "(", "y", ")"}},
             {R"(<L "a b">c)", TokenList{"<L \"a b\">", "c"}},
             {"$(Var x $) $ab z", TokenList{"$(Var", "x", "$)", "$", "a", "b", "z"}},
             {R"(\* \(x)", TokenList{"\\*", "\\(x"}},
             {R"(\a)", std::nullopt},
-            {R"("a\zb")", std::nullopt}, // an escape inside a quoted string is checked too
+            {R"("a\zb")", std::nullopt},                          // an escape inside a quoted string is checked too
             {" \t\n\r\xC2\x85\xC2\xA0\xE2\x80\x83", TokenList{}}, // every kind of white space
             {R"(ab"c")", TokenList{"ab", "\"c\""}},
             {R"(/x"y z"w q)", TokenList{"/x\"y z\"w", "q"}},
@@ -54,11 +55,13 @@ TEST(Tokenizer, Syntactic) {
             {R"(\)", TokenList{"\\"}},
             {R"("a\"b")", TokenList{"\"a\"b\""}},
             {R"(/a\z :b\z)", TokenList{"/a\\z", ":b\\z"}}, // a backslash is plain in these modes
-            {R"("ab)", TokenList{"\"ab"}},                   // unterminated tokens stand as they are
+            {R"("ab)", TokenList{"\"ab"}},                 // unterminated tokens stand as they are
             {"<ab", TokenList{"<ab"}},
             {"a+b=c;", TokenList{"a", "+", "b", "=", "c", ";"}},
             {"e\xCC\x81t \xD0\xB6-", TokenList{"e\xCC\x81t", "\xD0\xB6", "-"}}, // marks are letters
-            {"a\xFF" "b", TokenList{"a", "\xFF", "b"}}, // a malformed byte is a symbol
+            {"a\xFF"
+             "b",
+             TokenList{"a", "\xFF", "b"}}, // a malformed byte is a symbol
         },
         &Tokenizer::textualSyntacticGrammar);
 }
@@ -69,7 +72,9 @@ TEST(Tokenizer, Orthographic) {
             {R"(ing <E> "xy" :N)", TokenList{"i", "n", "g", "<E>", "\"xy\"", ":N"}},
             {"  \n", TokenList{}},
             {"cafe\xCC\x81s", TokenList{"c", "a", "f", "e\xCC\x81", "s"}},
-            {"\xD0\xB6\xD0\x94" "1", TokenList{"\xD0\xB6", "\xD0\x94", "1"}},
+            {"\xD0\xB6\xD0\x94"
+             "1",
+             TokenList{"\xD0\xB6", "\xD0\x94", "1"}},
             {"$ab ", TokenList{"$", "a", "b"}},
             {R"(\(x <B2>)", TokenList{"\\(x", "<B2>"}}, // a protected pair stays whole
             {R"(\a)", std::nullopt},
@@ -91,8 +96,9 @@ TEST(Tokenizer, PropertiesDefinitions) {
 // Any byte string: no crash, no empty token, and the orthographic tokenizer
 // fails exactly when the syntactic one does.
 TEST(Tokenizer, RandomTextGivesNonEmptyTokens) {
-    const std::vector<std::string> pieces = {"a", "Z", " ", "\"", "$", "(", ")", "*", "/", "<", ">", "\\", "|", ":",
-                                             "1", "+", "e\xCC\x81", "\xD0\xB6", "\xFF", "\xC3", "\r\n", "\t"};
+    const std::vector<std::string> pieces = {"a",         "Z",        " ",    "\"",   "$",    "(", ")", "*",
+                                             "/",         "<",        ">",    "\\",   "|",    ":", "1", "+",
+                                             "e\xCC\x81", "\xD0\xB6", "\xFF", "\xC3", "\r\n", "\t"};
     std::mt19937 random(20240601);
     for (int round = 0; round < 3000; ++round) {
         std::string text;
