@@ -32,20 +32,11 @@ bool isOperatorOfType(const Step& step, std::string_view type) {
 
 // Appends the text of `step`: the plain text itself, or "<" type [count | "W"] ">".
 void appendToken(std::string& out, const Step& step) {
-    if (step.parameter == 0) {
-        out += step.type;
+    if (step.parameter == 1 && step.numbered) {
+        out.append(1, '<').append(step.type).append("1>");
         return;
     }
-    out += '<';
-    out += step.type;
-    if (step.parameter == -1) {
-        out += 'W';
-    } else if (step.parameter != 1 || step.numbered) {
-        char digits[24];
-        const std::to_chars_result written = std::to_chars(digits, digits + sizeof digits, step.parameter);
-        out.append(digits, written.ptr);
-    }
-    out += '>';
+    Morphology::appendOperatorText(out, step.type, step.parameter);
 }
 
 std::string tokenText(const Step& step) {
@@ -419,6 +410,23 @@ std::optional<Morphology::Operator> Morphology::parseMorphologicalOperator(std::
     const std::optional<std::int64_t> parameter = parseParameter(afterType);
     if (!parameter) return std::nullopt;
     return Operator{std::string(type), *parameter};
+}
+
+void Morphology::appendOperatorText(std::string& out, std::string_view type, std::int64_t parameter) {
+    if (parameter == 0) {
+        out += type;
+        return;
+    }
+    out += '<';
+    out += type;
+    if (parameter == -1) {
+        out += 'W';
+    } else if (parameter != 1) {
+        char digits[24];
+        const std::to_chars_result written = std::to_chars(digits, digits + sizeof digits, parameter);
+        out.append(digits, written.ptr);
+    }
+    out += '>';
 }
 
 void Morphology::appendCommand(std::vector<std::string>& commands, std::string_view op, std::int64_t parameter) {

@@ -2,10 +2,10 @@
 
 #include "SuffixEdit.h"
 
-#include <charconv>
 #include <cstdint>
 
 #include "TextServices.h"
+#include "Tokenizers.h"
 
 namespace lexpand {
 
@@ -13,18 +13,10 @@ namespace {
 
 constexpr std::string_view emptyCommand = "<E>";
 
-// Appends "<Bk>" for k deletions ("<B>" for one, nothing for none).
+// Appends the merged deletions of `count` typed characters: "<Bk>", or
+// nothing for none.
 void appendDeletions(std::string& out, std::size_t count) {
-    if (count == 0) return;
-    if (count == 1) {
-        out += "<B>";
-        return;
-    }
-    char digits[24];
-    const std::to_chars_result written = std::to_chars(digits, digits + sizeof digits, count);
-    out += "<B";
-    out.append(digits, written.ptr);
-    out += '>';
+    if (count > 0) Morphology::appendOperatorText(out, "B", static_cast<std::int64_t>(count));
 }
 
 } // namespace
@@ -33,17 +25,7 @@ bool isSafeInReverseList(std::string_view text) {
     std::size_t position = 0;
     while (position < text.size()) {
         const char32_t scalar = decodeScalar(text, position);
-        switch (scalar) {
-        case U'"':
-        case U'$':
-        case U'/':
-        case U':':
-        case U'<':
-        case U'\\':
-            return false;
-        default:
-            if (isWhiteSpaceOrNewline(scalar)) return false;
-        }
+        if (Tokenizer::opensLongToken(scalar) || isWhiteSpaceOrNewline(scalar)) return false;
     }
     return true;
 }

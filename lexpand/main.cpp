@@ -20,8 +20,9 @@
 
 #include "ALU.h"
 #include "Alphabet.h"
+#include "DictionaryExpansion.h"
+#include "GrammarFiles.h"
 #include "MGFSA.h"
-#include "Resources.h"
 #include "TextualGrammar.h"
 
 namespace lexpand {
@@ -136,6 +137,7 @@ struct RunContext {
 
     OutputBuffer& out;
     std::vector<std::string> dicPaths;  // in command-line order, as typed
+    std::vector<std::string> dicTexts;  // read once each (a dictionary may be a pipe)
     std::vector<std::string> pdgFPaths; // in command-line order, as typed
     std::optional<std::string> defPath;
     MGFSA pdgMgfsa{LinguisticLevel::orthographic}; // every paradigm graph of the run
@@ -228,14 +230,11 @@ std::optional<ExitStatus> readCommandLine(RunContext& run, int argc, char** argv
 // Loads, compiles, determinizes and merges every grammar of the command line.
 std::optional<ExitStatus> loadCommandLineGrammars(RunContext& run) {
     for (const std::string& path : run.pdgFPaths) {
-        const std::optional<std::string> text = loadGrammar(path);
-        std::optional<MGFSA> grammar;
-        if (text) grammar = textualGrammarToMgfsa(*text, LinguisticLevel::orthographic);
+        const std::optional<MGFSA> grammar = loadGrammarFile(path);
         if (!grammar) {
             run.out.printLine("*** Cannot handle morphological grammar in: " + path);
             return statusBadGrammar;
         }
-        grammar->determinize();
         // The rule name "Main" is reserved: no grammar of the command line
         // may define it.
         if (grammar->graphs.count("Main") != 0) {
@@ -250,19 +249,20 @@ std::optional<ExitStatus> loadCommandLineGrammars(RunContext& run) {
     return std::nullopt;
 }
 
-// Merges the grammars that each dictionary names with "#use".
+// Reads each dictionary once and merges the grammars it names with "#use".
 std::optional<ExitStatus> loadDictionaryGrammars(RunContext& run) {
     for (const std::string& path : run.dicPaths) {
-        const DictionaryGrammars used = loadMorphologicalGrammarsFromDictionary(path);
-        if (!used.grammar) {
-            run.out.printLine(used.errorMessage);
+        LoadedDictionary dictionary = loadDictionaryAndGrammars(path);
+        if (!dictionary.grammars.grammar) {
+            run.out.printLine(dictionary.grammars.errorMessage);
             return statusBadDictionaryGrammars;
         }
-        if (!run.pdgMgfsa.mergeWith(*used.grammar)) {
+        if (!run.pdgMgfsa.mergeWith(*dictionary.grammars.grammar)) {
             run.out.printLine("*** Cannot merge grammars used in " + path +
                               " (a rule is probably defined more than once)");
             return statusBadDictionaryGrammars;
         }
+        run.dicTexts.push_back(std::move(dictionary.text));
     }
     return std::nullopt;
 }
@@ -281,9 +281,9 @@ std::optional<ExitStatus> loadPropertiesDefinitions(RunContext& run) {
 // they are produced.
 std::optional<ExitStatus> expandDictionaries(RunContext& run) {
     run.nbOfForms = 0;
-    for (const std::string& path : run.dicPaths) {
+    for (const std::string& text : run.dicTexts) {
         const std::optional<std::int64_t> count =
-            inflectAndDeriveDictionary(path, *run.propertiesDefinitions, run.pdgMgfsa, run.out);
+            expandDictionaryText(text, *run.propertiesDefinitions, run.pdgMgfsa, run.out);
         if (!count) {
             run.out.printLine("*** Cannot inflect/derive dictionary");
             return statusBadExpansion;

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "ALU.h"
+
 namespace lexpand {
 namespace {
 
@@ -14,22 +16,26 @@ std::string dump(const std::vector<std::string>& items) {
     return text;
 }
 
-// Category "N" has "Nb" (s, p) and "Gender" (m, f); "Nb" and "Gender" are
-// exclusive, "Hum" is a name that nothing lists.
-PropertiesDefinitions exclusiveDefinitions() {
-    PropertiesDefinitions definitions;
-    definitions.categoryProperties["N"]["Nb"] = {"s", "p"};
-    definitions.categoryProperties["N"]["Gender"] = {"m", "f"};
-    definitions.exclusivePropertyNames = {"Nb", "Gender"};
-    definitions.morphologicalPropertyNames = {"Nb", "Gender"};
-    return definitions;
+// Definitions read from `text` as a ".def" file is read.
+PropertiesDefinitions definitionsOf(const char* text) {
+    std::optional<PropertiesDefinitions> definitions = PropertiesDefinitions::init(text);
+    EXPECT_TRUE(definitions.has_value()) << text;
+    return definitions.value_or(PropertiesDefinitions());
 }
 
+// Category "N" has "Nb" (s, p) and "Gender" (m, f); "Nb" and "Gender" are
+// exclusive, "Hum" is a name that nothing lists.
+constexpr const char* exclusiveText = "N_Nb = s | p ;\n"
+                                      "N_Gender = m | f ;\n"
+                                      "MORPHOLOGICALPROPERTIES = Nb | Gender ;\n";
+
 TEST(AddCategoryAndAllProperties, AssemblesAndChecks) {
-    const PropertiesDefinitions none;
-    const PropertiesDefinitions exclusive = exclusiveDefinitions();
-    PropertiesDefinitions emptyNameExclusive = exclusiveDefinitions();
-    emptyNameExclusive.exclusivePropertyNames.push_back("");
+    const PropertiesDefinitions none = definitionsOf("");
+    const PropertiesDefinitions exclusive =
+        definitionsOf((std::string(exclusiveText) + "EXCLUSIVEPROPERTIES = Nb | Gender ;").c_str());
+    // An exclusive name that is empty: the name of a value that no property lists.
+    const PropertiesDefinitions emptyNameExclusive =
+        definitionsOf((std::string(exclusiveText) + "EXCLUSIVEPROPERTIES = Nb | Gender | <E> ;").c_str());
     const std::vector<std::string> hum = {"+Hum"};
     const std::vector<std::string> singular = {"Nb=s"};
     const struct {
@@ -77,8 +83,7 @@ TEST(AddCategoryAndAllProperties, AssemblesAndChecks) {
 }
 
 TEST(AddCategoryAndAllProperties, ValuesAndNamesCompareCanonically) {
-    PropertiesDefinitions definitions;
-    definitions.exclusivePropertyNames = {"Cas\xC3\xA9"}; // Casé
+    const PropertiesDefinitions definitions = definitionsOf("EXCLUSIVEPROPERTIES = Cas\xC3\xA9 ;"); // Casé
     const auto result = Morphology::addCategoryAndAllProperties(
         "N", nullptr, {"Case\xCC\x81=\xC3\xA9", "Cas\xC3\xA9=e\xCC\x81"}, definitions);
     EXPECT_EQ(result.value_or("absent"), "N+Case\xCC\x81=\xC3\xA9");

@@ -1,8 +1,12 @@
-// Morphology::exploreParadigm, Morphology::inflect and Morphology::deriveThenInflect:
-// the forms of one word form by one paradigm graph.
+// Exports exploreParadigm, inflectionalExpression, ParadigmCache, and the
+// Morphology members inflect and deriveThenInflect: the forms of one word
+// form by one paradigm graph.
 
-#include "Morphology.h"
+#include "Paradigms.h"
 
+#include <utility>
+
+#include "TextualGrammar.h"
 #include "Tokenizers.h"
 
 namespace lexpand {
@@ -45,8 +49,7 @@ std::optional<std::string> combineReverseCommands(const std::vector<std::string>
 
 } // namespace
 
-std::optional<Morphology::ParadigmPaths> Morphology::exploreParadigm(const std::string& paradigmName,
-                                                                     const MGFSA& paradigms) {
+std::optional<ParadigmPaths> exploreParadigm(const std::string& paradigmName, const MGFSA& paradigms) {
     const std::optional<ExplorationResult> explored =
         paradigms.explore(paradigmName, LinguisticLevel::orthographic, /*repetitionLimit=*/1);
     if (!explored || explored->input.empty() || explored->output.size() != explored->input.size()) return std::nullopt;
@@ -54,7 +57,8 @@ std::optional<Morphology::ParadigmPaths> Morphology::exploreParadigm(const std::
     paths.reserve(explored->input.size());
     for (std::size_t i = 0; i < explored->input.size(); ++i) {
         ParadigmPath path;
-        path.command = parseCommand(explored->input[i]);
+        path.command = Morphology::parseCommand(explored->input[i]);
+        if (path.command) path.suffixEdit = suffixEditOf(*path.command);
         const std::vector<std::string>& outputs = explored->output[i];
         path.properties.reserve(outputs.size());
         for (const std::string& output : outputs) path.properties.push_back(trimPlusSigns(output));
@@ -67,7 +71,7 @@ std::optional<Morphology::ParadigmPaths> Morphology::exploreParadigm(const std::
 std::optional<Morphology::Inflection> Morphology::inflect(const std::string& lexicalEntry,
                                                           const std::string& inflectionalParadigmName,
                                                           const MGFSA& paradigms) {
-    const std::optional<ParadigmPaths> paradigm = exploreParadigm(inflectionalParadigmName, paradigms);
+    const std::optional<ParadigmPaths> paradigm = lexpand::exploreParadigm(inflectionalParadigmName, paradigms);
     if (!paradigm) return std::nullopt;
     return inflect(lexicalEntry, *paradigm);
 }
@@ -94,10 +98,10 @@ std::optional<Morphology::Derivation> Morphology::deriveThenInflect(const std::s
                                                                     const std::string& derivationalParadigmName,
                                                                     const std::string& inflectionalParadigmName,
                                                                     const MGFSA& paradigms) {
-    const std::optional<ParadigmPaths> derivation = exploreParadigm(derivationalParadigmName, paradigms);
+    const std::optional<ParadigmPaths> derivation = lexpand::exploreParadigm(derivationalParadigmName, paradigms);
     if (!derivation) return std::nullopt;
     if (inflectionalParadigmName.empty()) return deriveThenInflect(lexicalEntry, *derivation, nullptr);
-    const std::optional<ParadigmPaths> inflection = exploreParadigm(inflectionalParadigmName, paradigms);
+    const std::optional<ParadigmPaths> inflection = lexpand::exploreParadigm(inflectionalParadigmName, paradigms);
     if (!inflection) return std::nullopt;
     return deriveThenInflect(lexicalEntry, *derivation, &*inflection);
 }
@@ -136,6 +140,74 @@ std::optional<Morphology::Derivation> Morphology::deriveThenInflect(const std::s
         }
     }
     return result;
+}
+
+std::string inflectionalExpression(const std::string& value) {
+    if (!value.empty() && (value.front() == ':' || value.front() == '<')) return value;
+    return ":" + value;
+}
+
+// ---- ParadigmCache ----------------------------------------------------------
+
+ParadigmCache::ParadigmCache(const MGFSA& paradigms) : paradigms_(paradigms) {}
+
+namespace {
+
+std::shared_ptr<const ParadigmPaths> shared(std::optional<ParadigmPaths> paths) {
+    if (!paths) return nullptr;
+    return std::make_shared<const ParadigmPaths>(std::move(*paths));
+}
+
+} // namespace
+
+ParadigmCache::Paths ParadigmCache::pathsOfInflectionalValue(const std::string& value) {
+    if (const auto cached = byInflectionalValue_.find(value); cached != byInflectionalValue_.end())
+        return cached->second;
+    Paths paths;
+    if (std::optional<GFSA> main = expression2Gfsa(inflectionalExpression(value), LinguisticLevel::syntax)) {
+        if (!grammarWithMain_) grammarWithMain_ = paradigms_;
+        grammarWithMain_->addGraph("_Main", std::move(*main));
+        paths = shared(exploreParadigm("_Main", *grammarWithMain_));
+    }
+    return byInflectionalValue_.emplace(value, std::move(paths)).first->second;
+}
+
+ParadigmCache::Paths ParadigmCache::pathsOfGraph(const std::string& name) {
+    if (const auto cached = byGraphName_.find(name); cached != byGraphName_.end()) return cached->second;
+    return byGraphName_.emplace(name, shared(exploreParadigm(name, paradigms_))).first->second;
+}
+
+std::optional<EntryParadigms> ParadigmCache::paradigmsOf(const ALU& alu) {
+    EntryParadigms paradigms;
+    paradigms.inflections.reserve(alu.flxParadigms.size());
+    for (const std::string& value : alu.flxParadigms) {
+        Paths paths = pathsOfInflectionalValue(value);
+        if (paths == nullptr) return std::nullopt;
+        paradigms.inflections.push_back(std::move(paths));
+    }
+    for (const std::string& value : alu.drvParadigms) {
+        // "D:I" derives by D and inflects by I ("D:" does not inflect); a
+        // value without ":" inflects by the entry's first "FLX=" value.
+        std::string derivationalName = value;
+        std::string inflectionalName;
+        if (const std::size_t colon = value.rfind(':'); colon != std::string::npos) {
+            derivationalName = value.substr(0, colon);
+            inflectionalName = value.substr(colon + 1);
+        } else if (alu.flxParadigms.empty()) {
+            return std::nullopt;
+        } else {
+            inflectionalName = alu.flxParadigms.front();
+        }
+        DerivationParadigms derivation;
+        derivation.derivation = pathsOfGraph(derivationalName);
+        if (derivation.derivation == nullptr) return std::nullopt;
+        if (!inflectionalName.empty()) {
+            derivation.inflection = pathsOfGraph(inflectionalName);
+            if (derivation.inflection == nullptr) return std::nullopt;
+        }
+        paradigms.derivations.push_back(std::move(derivation));
+    }
+    return paradigms;
 }
 
 } // namespace lexpand

@@ -1,5 +1,7 @@
-// Exports Morphology::addCategoryAndAllProperties: one form's category and properties as one text.
+// Exports Morphology::addCategoryAndAllProperties: one form's category and
+// properties as one text.
 
+#include "ALU.h"
 #include "Morphology.h"
 
 #include <algorithm>
@@ -10,8 +12,6 @@
 namespace lexpand {
 
 namespace {
-
-constexpr std::string_view inconsistentMarker = "*INCONSISTENT*";
 
 // True when `category` is one or more characters whose first scalars are
 // upper-case letters (Lu or Lt).
@@ -65,7 +65,7 @@ std::optional<std::string> Morphology::addCategoryAndAllProperties(
             if (containsCanonically(propertiesDefinitions.exclusivePropertyNames, normalized.name)) {
                 switch (seen.record(std::move(normalized.name), std::move(normalized.value))) {
                 case SeenValues::Outcome::contradicted:
-                    return std::string(inconsistentMarker);
+                    return std::string(Morphology::inconsistentMarker);
                 case SeenValues::Outcome::repeated:
                     continue;
                 case SeenValues::Outcome::fresh:

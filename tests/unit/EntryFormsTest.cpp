@@ -1,12 +1,9 @@
-// Tests of loadDictionary and of the forms that inflectAndDerive generates
-// for one entry (inflection, derivation, property lists, reverse commands).
+// Tests of the forms that inflectAndDerive generates for one entry
+// (inflection, derivation, property lists, reverse commands).
 
-#include "Dictionary.h"
+#include "EntryForms.h"
 
 #include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
 
 #include "TextualGrammar.h"
 
@@ -133,13 +130,14 @@ TEST(InflectAndDerive, LeavesTheGrammarUnchanged) {
 TEST(InflectAndDerive, ExpanderAgreesWithSingleEntries) {
     // Cached explorations must not leak from one entry into the next.
     const MGFSA grammar = compiledGrammar(grammarText);
-    EntryExpander expander(grammar);
+    ParadigmCache cache(grammar);
     const char* const entries[] = {"table,N+FLX=NOUN", "x,N+FLX=MISSING",           "sheep,N+FLX=<E>/s|<E>/p",
                                    "table,N+FLX=NOUN", "kind,ADJ+FLX=ADJ+DRV=NESS", "x,N+FLX=<E>/s+DRV=ABLE"};
     for (const char* entry : entries) {
         const std::optional<ALU> alu = ALU::init(entry, nullptr);
         ASSERT_TRUE(alu.has_value()) << entry;
-        const std::optional<EntryForms> cached = expander.inflectAndDerive(*alu);
+        const std::optional<EntryParadigms> paradigms = cache.paradigmsOf(*alu);
+        const std::optional<EntryForms> cached = paradigms ? inflectAndDerive(*alu, *paradigms) : std::nullopt;
         const std::optional<EntryForms> fresh = inflectAndDerive(*alu, grammar);
         ASSERT_EQ(cached.has_value(), fresh.has_value()) << entry;
         if (cached) {
@@ -147,30 +145,6 @@ TEST(InflectAndDerive, ExpanderAgreesWithSingleEntries) {
             EXPECT_EQ(cached->properties, fresh->properties) << entry;
         }
     }
-}
-
-TEST(LoadDictionary, KeepsEntriesAndGrammarReferences) {
-    const std::filesystem::path path = std::filesystem::temp_directory_path() / "lexpand-dictionary-test.dic";
-    const struct {
-        std::string content;
-        std::optional<std::vector<std::string>> lines;
-    } rows[] = {
-        {"# a comment\n\n   \n", std::vector<std::string>{}},
-        {"a,N\r\nb,N\r\n", std::vector<std::string>{"a,N", "b,N"}},
-        {"   # indented\n#no space\n x,N \n", std::vector<std::string>{" x,N "}},
-        {"#use A.pdg\n  #use B.pdg\n#use\tC.pdg\n#use \n", std::vector<std::string>{"#use A.pdg", "  #use B.pdg"}},
-        {"a,N\vb,N\fc,N\xC2\x85"
-         "d,N\xE2\x80\xA8"
-         "e,N\xE2\x80\xA9"
-         "f,N",
-         std::vector<std::string>{"a,N", "b,N", "c,N", "d,N", "e,N", "f,N"}},
-    };
-    for (const auto& row : rows) {
-        std::ofstream(path, std::ios::binary) << row.content;
-        EXPECT_EQ(loadDictionary(path.string()), row.lines) << row.content;
-    }
-    std::filesystem::remove(path);
-    EXPECT_EQ(loadDictionary(path.string()), std::nullopt);
 }
 
 } // namespace

@@ -1,23 +1,18 @@
-// Exports loadMorphologicalGrammarsFromDictionary (the "#use" grammars of a
-// dictionary) and inflectAndDeriveDictionary (a whole dictionary into lines).
+// Exports loadGrammarFile, loadMorphologicalGrammarsFromDictionary,
+// loadDictionaryAndGrammars and grammarReferenceLines.
 
-#include "Resources.h"
+#include "GrammarFiles.h"
 
-#include <cstddef>
 #include <filesystem>
 #include <system_error>
 #include <utility>
-#include <vector>
 
-#include "Dictionary.h"
-#include "Morphology.h"
 #include "TextServices.h"
 #include "TextualGrammar.h"
 
 namespace lexpand {
-namespace {
 
-constexpr std::string_view grammarReferencePrefix = "#use ";
+namespace {
 
 // The directory that holds the dictionary at `dictionaryPath`, as an absolute
 // path without a final "/" (except for the root itself). "." components are
@@ -45,20 +40,19 @@ std::string appendPathComponent(const std::string& directory, const std::string&
     return directory + "/" + name;
 }
 
-DictionaryGrammars refusal(std::string message) {
-    return DictionaryGrammars{std::nullopt, std::move(message)};
+DictionaryGrammars refusal(std::string message) { return DictionaryGrammars{std::nullopt, std::move(message)}; }
+
+} // namespace
+
+std::optional<MGFSA> loadGrammarFile(const std::string& path) {
+    const std::optional<std::string> text = loadGrammar(path);
+    if (!text) return std::nullopt;
+    std::optional<MGFSA> grammar = textualGrammarToMgfsa(*text, LinguisticLevel::orthographic);
+    if (!grammar) return std::nullopt;
+    grammar->determinize();
+    return grammar;
 }
 
-// True for a line that the expansion passes over: an empty line, or one that
-// begins with "#" in its first column (the "#use " lines that loadDictionary
-// keeps; it drops every other line that begins with "#").
-bool isSkippedLine(std::string_view line) {
-    return line.empty() || line.front() == '#';
-}
-
-// The lines of `text` that begin with "#use " and name something, in order:
-// the significant lines that name grammars, found by searching for the prefix at the start
-// of a line rather than by splitting every line.
 std::vector<std::string_view> grammarReferenceLines(std::string_view text) {
     std::vector<std::string_view> lines;
     for (std::size_t found = text.find(grammarReferencePrefix); found != std::string_view::npos;
@@ -71,28 +65,20 @@ std::vector<std::string_view> grammarReferenceLines(std::string_view text) {
     return lines;
 }
 
-} // namespace
+namespace {
 
-DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& path) {
+DictionaryGrammars loadGrammarsUsedBy(const std::string& dictionaryPath, std::string_view dictionaryText) {
     MGFSA accumulated(LinguisticLevel::orthographic);
-    const std::optional<std::string> text = readUtf8File(path);
-    if (!text) return refusal("Cannot load dictionary " + path);
-
     std::optional<std::string> resourceDirectory; // computed on the first "#use" line
-    for (const std::string_view line : grammarReferenceLines(*text)) {
-        if (!resourceDirectory) resourceDirectory = resourceDirectoryOf(path);
+    for (const std::string_view line : grammarReferenceLines(dictionaryText)) {
+        if (!resourceDirectory) resourceDirectory = resourceDirectoryOf(dictionaryPath);
         // The name is kept exactly as written, inner and trailing spaces included.
         const std::string name(line.substr(grammarReferencePrefix.size()));
-        const std::string grammarPath = appendPathComponent(*resourceDirectory, name);
-
-        const std::optional<std::string> grammarText = loadGrammar(grammarPath);
-        std::optional<MGFSA> grammar;
-        if (grammarText) grammar = textualGrammarToMgfsa(*grammarText, LinguisticLevel::orthographic);
+        const std::optional<MGFSA> grammar = loadGrammarFile(appendPathComponent(*resourceDirectory, name));
         if (!grammar) {
             return refusal("Cannot handle morphological grammar in: " + name + " in resource directory " +
                            *resourceDirectory);
         }
-        grammar->determinize();
         if (!accumulated.mergeWith(*grammar)) {
             return refusal("Cannot merge morphological grammar in: " + name + " in resource directory " +
                            *resourceDirectory);
@@ -101,23 +87,17 @@ DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& pa
     return DictionaryGrammars{std::move(accumulated), std::string()};
 }
 
-std::optional<std::int64_t> inflectAndDeriveDictionary(const std::string& dictionaryPath,
-                                                       const PropertiesDefinitions& propertiesDefinitions,
-                                                       const MGFSA& morphologicalParadigms, LineSink& sink) {
-    const std::optional<std::string> text = readUtf8File(dictionaryPath);
-    if (!text) return std::nullopt;
+} // namespace
 
-    // Paradigms are compiled and explored once for the whole dictionary, and
-    // the lines of each entry shape assembled once.
-    EntryLineExpander expander(propertiesDefinitions, morphologicalParadigms);
-    std::int64_t count = 0;
-    for (const std::string_view line : significantLines(*text)) {
-        if (isSkippedLine(line)) continue; // comments, and the "#use " lines
-        const std::optional<std::int64_t> sent = expander.expand(line, sink);
-        if (!sent) return std::nullopt;
-        count += *sent;
-    }
-    return count;
+LoadedDictionary loadDictionaryAndGrammars(const std::string& path) {
+    std::optional<std::string> text = readUtf8File(path);
+    if (!text) return LoadedDictionary{std::string(), refusal("Cannot load dictionary " + path)};
+    DictionaryGrammars grammars = loadGrammarsUsedBy(path, *text);
+    return LoadedDictionary{std::move(*text), std::move(grammars)};
+}
+
+DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& path) {
+    return loadDictionaryAndGrammars(path).grammars;
 }
 
 } // namespace lexpand

@@ -1,0 +1,46 @@
+// Dictionary expansion: the significant lines of a dictionary file, and the
+// expansion of a whole dictionary into its printed lines.
+
+#ifndef LEXPAND_ENGINE_DICTIONARYEXPANSION_H
+#define LEXPAND_ENGINE_DICTIONARYEXPANSION_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ALU.h"
+#include "LineSink.h"
+#include "MGFSA.h"
+
+namespace lexpand {
+
+// The significant lines of the dictionary at `path`, in file order: entry
+// lines exactly as written, and "#use " lines. Blank lines and comment lines
+// are dropped. Absent when the file does not exist or is not UTF-8; an empty
+// array for a file without significant lines.
+std::optional<std::vector<std::string>> loadDictionary(const std::string& path);
+
+// The same lines of the dictionary text `text`, as views into it.
+std::vector<std::string_view> significantLines(std::string_view text);
+
+// Expands the dictionary at `dictionaryPath`: echoes entries without an
+// inflectional paradigm, sends one canonical line per generated form to
+// `sink`, and answers how many form lines it sent. Absent when the dictionary
+// cannot be read or one of its entries cannot be processed (lines already
+// sent stay sent).
+std::optional<std::int64_t> inflectAndDeriveDictionary(const std::string& dictionaryPath,
+                                                       const PropertiesDefinitions& propertiesDefinitions,
+                                                       const MGFSA& morphologicalParadigms, LineSink& sink);
+
+// The same for a dictionary whose text was already read (well-formed UTF-8).
+// Cost: linear in the text and in the forms printed, plus the exploration of
+// each distinct paradigm.
+std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText,
+                                                 const PropertiesDefinitions& propertiesDefinitions,
+                                                 const MGFSA& morphologicalParadigms, LineSink& sink);
+
+} // namespace lexpand
+
+#endif // LEXPAND_ENGINE_DICTIONARYEXPANSION_H

@@ -1,0 +1,113 @@
+// Exports inflectAndDerive, the property lists of a form and assembleFormLine:
+// every form of one entry, and the printed line of one form.
+
+#include "EntryForms.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Morphology.h"
+#include "TextServices.h"
+
+namespace lexpand {
+
+namespace {
+
+// The "FLX=" and "DRV=" items of `alu`, which every form of the entry lists.
+void appendParadigmItems(std::vector<std::string>& listed, const ALU& alu) {
+    for (const std::string& value : alu.flxParadigms) listed.push_back("FLX=" + value);
+    for (const std::string& value : alu.drvParadigms) listed.push_back("DRV=" + value);
+}
+
+void appendForm(EntryForms& forms, std::string wordForm, const std::string& category, std::vector<std::string> listed,
+                const std::string& reverseCommand) {
+    forms.wordForms.push_back(std::move(wordForm));
+    forms.categories.push_back(category);
+    forms.properties.push_back(sortedPropertyList(std::move(listed), reverseCommand));
+}
+
+} // namespace
+
+std::vector<std::string> sortedPropertyList(std::vector<std::string> properties, const std::string& reverseCommand) {
+    std::stable_sort(properties.begin(), properties.end(), CanonicalLess());
+    properties.erase(std::unique(properties.begin(), properties.end(),
+                                 [](const std::string& a, const std::string& b) { return canonicallyEqual(a, b); }),
+                     properties.end());
+    std::string lexProperty = "_LEX=\"" + reverseCommand + "\"";
+    const auto position = std::upper_bound(properties.begin(), properties.end(), lexProperty, CanonicalLess());
+    properties.insert(position, std::move(lexProperty));
+    return properties;
+}
+
+std::vector<std::string> inflectedFormProperties(const ALU& alu, const std::vector<std::string>& pathProperties) {
+    std::vector<std::string> listed;
+    listed.reserve(alu.lexicalProperties.size() + alu.flxParadigms.size() + alu.drvParadigms.size() +
+                   pathProperties.size() + 1);
+    listed.insert(listed.end(), alu.lexicalProperties.begin(), alu.lexicalProperties.end());
+    appendParadigmItems(listed, alu);
+    listed.insert(listed.end(), pathProperties.begin(), pathProperties.end());
+    return listed;
+}
+
+std::vector<std::string> derivedFormProperties(const ALU& alu, const std::string& derivedCategory,
+                                               const std::vector<std::string>& derivationProperties,
+                                               const std::vector<std::string>* inflectionProperties) {
+    std::vector<std::string> listed;
+    if (!canonicallyEqual(derivedCategory, alu.category)) listed.push_back("InitialCategory=" + alu.category);
+    listed.insert(listed.end(), alu.lexicalProperties.begin(), alu.lexicalProperties.end());
+    appendParadigmItems(listed, alu);
+    listed.insert(listed.end(), alu.morphologicalProperties.begin(), alu.morphologicalProperties.end());
+    listed.insert(listed.end(), derivationProperties.begin(), derivationProperties.end());
+    if (inflectionProperties != nullptr)
+        listed.insert(listed.end(), inflectionProperties->begin(), inflectionProperties->end());
+    return listed;
+}
+
+std::optional<EntryForms> inflectAndDerive(const ALU& alu, const EntryParadigms& paradigms) {
+    EntryForms forms;
+    for (const auto& paradigm : paradigms.inflections) {
+        std::optional<Morphology::Inflection> inflection = Morphology::inflect(alu.entry, *paradigm);
+        if (!inflection) return std::nullopt;
+        for (std::size_t i = 0; i < inflection->wordForms.size(); ++i) {
+            appendForm(forms, std::move(inflection->wordForms[i]), alu.category,
+                       inflectedFormProperties(alu, inflection->inflectionalProperties[i]),
+                       inflection->reverseCommands[i]);
+        }
+    }
+    for (const DerivationParadigms& paradigm : paradigms.derivations) {
+        std::optional<Morphology::Derivation> derived =
+            Morphology::deriveThenInflect(alu.entry, *paradigm.derivation, paradigm.inflection.get());
+        if (!derived) return std::nullopt;
+        for (std::size_t i = 0; i < derived->wordForms.size(); ++i) {
+            appendForm(forms, std::move(derived->wordForms[i]), derived->categories[i],
+                       derivedFormProperties(alu, derived->categories[i], derived->properties[i], nullptr),
+                       derived->reverseCommands[i]);
+        }
+    }
+    return forms;
+}
+
+std::optional<EntryForms> inflectAndDerive(const ALU& alu, const MGFSA& allParadigms) {
+    ParadigmCache cache(allParadigms);
+    const std::optional<EntryParadigms> paradigms = cache.paradigmsOf(alu);
+    if (!paradigms) return std::nullopt;
+    return inflectAndDerive(alu, *paradigms);
+}
+
+std::optional<FormLine> assembleFormLine(std::string_view wordForm, const std::string& category,
+                                         const std::vector<std::string>& morphologicalProperties,
+                                         const std::vector<std::string>& properties,
+                                         const PropertiesDefinitions& definitions) {
+    const std::optional<std::string> categoryAndProperties =
+        Morphology::addCategoryAndAllProperties(category, &morphologicalProperties, properties, definitions);
+    if (!categoryAndProperties) return std::nullopt;
+    if (*categoryAndProperties == Morphology::inconsistentMarker) return FormLine{true, std::string()};
+    std::string line;
+    line.reserve(wordForm.size() + 1 + categoryAndProperties->size());
+    line.append(wordForm).append(1, ',').append(*categoryAndProperties);
+    const std::optional<ALU> form = ALU::init(line, &definitions);
+    if (!form) return std::nullopt;
+    return FormLine{false, form->description()};
+}
+
+} // namespace lexpand
