@@ -16,7 +16,9 @@ namespace {
 // True for a line that the expansion passes over: an empty line, or one that
 // begins with "#" in its first column (the "#use " lines that
 // significantLines keeps; it drops every other line that begins with "#").
-bool isSkippedLine(std::string_view line) { return line.empty() || line.front() == '#'; }
+bool isSkippedLine(std::string_view line) {
+    return line.empty() || line.front() == '#';
+}
 
 } // namespace
 

@@ -40,7 +40,9 @@ std::string appendPathComponent(const std::string& directory, const std::string&
     return directory + "/" + name;
 }
 
-DictionaryGrammars refusal(std::string message) { return DictionaryGrammars{std::nullopt, std::move(message)}; }
+DictionaryGrammars refusal(std::string message) {
+    return DictionaryGrammars{std::nullopt, std::move(message)};
+}
 
 } // namespace
 
