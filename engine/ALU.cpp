@@ -49,27 +49,11 @@ struct EntryMatch {
     std::size_t end = 0;         // one past the match (the properties included)
 };
 
-bool isCapital(char c) {
-    return c >= 'A' && c <= 'Z';
-}
-
-// The length of the line terminator that starts at `i` ("\n", "\v", "\f",
-// "\r", U+0085, U+2028, U+2029), or 0.
-std::size_t lineTerminatorLength(std::string_view text, std::size_t i) {
-    const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
-    const unsigned char lead = byte(i);
-    if (lead >= 0x0A && lead <= 0x0D) return 1;
-    if (lead == 0xC2 && i + 1 < text.size() && byte(i + 1) == 0x85) return 2;
-    if (lead == 0xE2 && i + 2 < text.size() && byte(i + 1) == 0x80 && (byte(i + 2) == 0xA8 || byte(i + 2) == 0xA9))
-        return 3;
-    return 0;
-}
-
 // The end of the properties group "\+.+$" when it matches at `plus`, or 0.
 std::size_t propertiesGroupEnd(std::string_view text, std::size_t plus) {
     if (plus >= text.size() || text[plus] != '+' || plus + 1 >= text.size()) return 0;
     for (std::size_t i = plus + 1; i < text.size(); ++i) {
-        if (lineTerminatorLength(text, i) != 0) return 0;
+        if (newlineLengthAt(text, i) != 0) return 0;
     }
     return text.size();
 }
@@ -87,12 +71,12 @@ std::optional<EntryMatch> findEntryMatch(std::string_view text, std::size_t from
         while (true) {
             comma = text.find(',', scan);
             if (comma == npos) return std::nullopt; // no later start can reach a comma either
-            if (comma + 1 < text.size() && isCapital(text[comma + 1])) {
+            if (comma + 1 < text.size() && isAsciiCapital(text[comma + 1])) {
                 EntryMatch match;
                 match.lemmaBegin = start;
                 match.comma = comma;
                 std::size_t categoryEnd = comma + 1;
-                while (categoryEnd < text.size() && isCapital(text[categoryEnd])) ++categoryEnd;
+                while (categoryEnd < text.size() && isAsciiCapital(text[categoryEnd])) ++categoryEnd;
                 match.categoryEnd = categoryEnd;
                 const std::size_t propertiesEnd = propertiesGroupEnd(text, categoryEnd);
                 match.end = propertiesEnd != 0 ? propertiesEnd : categoryEnd;

@@ -10,10 +10,6 @@ namespace lexpand {
 
 namespace {
 
-bool isLineTerminator(char32_t scalar) {
-    return (scalar >= 0x0A && scalar <= 0x0D) || scalar == 0x85 || scalar == 0x2028 || scalar == 0x2029;
-}
-
 // ---- The three symbol patterns ----------------------------------------------
 //
 // A text that begins with "<" and ends with ">" is a symbol when one of these
@@ -50,12 +46,8 @@ bool isTail(std::string_view text) {
     if (text.front() != '+' || text.size() < 2) return false;
     std::size_t position = 1;
     while (position < text.size())
-        if (isLineTerminator(decodeScalar(text, position))) return false;
+        if (isNewline(decodeScalar(text, position))) return false;
     return true;
-}
-
-bool isCapital(char c) {
-    return c >= 'A' && c <= 'Z';
 }
 
 // Pattern 3 on the middle text: a lemma, then a tail.
@@ -71,7 +63,7 @@ bool isLemmaCategoryThenTail(std::string_view middle) {
     for (std::size_t comma = 1; comma < middle.size(); ++comma) {
         if (middle[comma] != ',' || !isLemma(middle.substr(0, comma))) continue;
         std::size_t end = comma + 1;
-        while (end < middle.size() && isCapital(middle[end])) ++end;
+        while (end < middle.size() && isAsciiCapital(middle[end])) ++end;
         if (end > comma + 1 && isTail(middle.substr(end))) return true;
     }
     return false;

@@ -252,8 +252,7 @@ std::optional<ExplorationEnd> PathExplorer::follow(std::size_t index, const GFSA
 
 ExplorationEnd PathExplorer::run(const GFSA& start) {
     if (start.states.empty()) return ExplorationEnd::failed;
-    push(Step{.graph = &start, .counts = countsOf(start, 0), .state = 0, .context = 0, .depth = 1, .frameStart = 0},
-         0);
+    push(Step{.graph = &start, .counts = countsOf(start, 0), .state = 0, .context = 0, .depth = 1, .frameStart = 0}, 0);
     while (!path_.empty()) {
         const std::size_t index = path_.size() - 1;
         if (!path_[index].entered) {

@@ -470,7 +470,6 @@ std::optional<std::vector<Morphology::Operator>> Morphology::parseCommand(std::s
 
 std::optional<Morphology::EditResult> Morphology::applyParsedCommand(std::string_view wordForm,
                                                                      const std::vector<Operator>& command) {
-    if (!isValidUtf8(wordForm)) return std::nullopt;
     const auto caseSwitches = static_cast<std::size_t>(std::count_if(
         command.begin(), command.end(), [](const Operator& op) { return op.parameter != 0 && op.type == "C"; }));
     WordFormEditor editor(wordForm, command.size(), caseSwitches);
@@ -482,7 +481,7 @@ std::optional<Morphology::EditResult> Morphology::applyParsedCommand(std::string
 std::optional<Morphology::EditResult> Morphology::applySuffixCommandToWordForm(std::string_view wordForm,
                                                                                std::string_view morphologicalCommand) {
     const std::optional<std::vector<Operator>> command = parseCommand(morphologicalCommand);
-    if (!command) return std::nullopt;
+    if (!command || !isValidUtf8(wordForm)) return std::nullopt;
     return applyParsedCommand(wordForm, *command);
 }
 

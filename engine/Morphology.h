@@ -71,15 +71,18 @@ public:
 
     // Runs `morphologicalCommand` over `wordForm` like keystrokes, the cursor
     // starting at the end, and records the command that undoes it. Absent when
-    // the command cannot be applied.
+    // the command cannot be applied or either text is not well-formed UTF-8.
+    // Cost: linear in the word form and the command.
     static std::optional<EditResult> applySuffixCommandToWordForm(std::string_view wordForm,
                                                                   std::string_view morphologicalCommand);
 
     // The same in two steps, so that a command applied to many word forms is
-    // tokenized and parsed once: parseCommand is absent exactly when the
-    // tokenizer fails or a token does not parse (then the command applies to
-    // no word form), and applyParsedCommand(w, *parseCommand(c)) equals
-    // applySuffixCommandToWordForm(w, c) for every w.
+    // tokenized and parsed once: parseCommand is absent exactly when the text
+    // is not UTF-8, the tokenizer fails or a token does not parse (then the
+    // command applies to no word form), and applyParsedCommand(w,
+    // *parseCommand(c)) equals applySuffixCommandToWordForm(w, c) for every
+    // well-formed w. applyParsedCommand takes well-formed UTF-8 (a word form of
+    // a dictionary read by readUtf8File) and does not check it again.
     static std::optional<std::vector<Operator>> parseCommand(std::string_view morphologicalCommand);
     static std::optional<EditResult> applyParsedCommand(std::string_view wordForm,
                                                         const std::vector<Operator>& command);

@@ -5,6 +5,7 @@
 
 #include <unicode/brkiter.h>
 #include <unicode/bytestream.h>
+#include <unicode/localpointer.h>
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
@@ -86,10 +87,23 @@ bool hasOnlySimpleClusters(std::string_view text) {
     return true;
 }
 
+// The character break iterator of this thread. Creating one is costly and
+// using one changes it, so each thread keeps its own; null when ICU cannot
+// make one.
+icu::BreakIterator* characterBreakIterator() {
+    thread_local const std::unique_ptr<icu::BreakIterator> iterator = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        std::unique_ptr<icu::BreakIterator> made(
+            icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+        return U_SUCCESS(status) ? std::move(made) : nullptr;
+    }();
+    return iterator.get();
+}
+
 // Calls `visit(begin, end)` for each cluster of `text`, in order.
 template <typename Visitor> void forEachCluster(std::string_view text, Visitor&& visit) {
     if (text.empty()) return;
-    if (!isValidUtf8(text) || hasOnlySimpleClusters(text)) {
+    if (hasOnlySimpleClusters(text)) {
         // One cluster per scalar (a malformed byte is a scalar of its own here),
         // CR LF kept together.
         std::size_t position = 0;
@@ -101,35 +115,21 @@ template <typename Visitor> void forEachCluster(std::string_view text, Visitor&&
         }
         return;
     }
-    // The character break iterator is an immutable service object: creating it
-    // is costly, so one instance is kept for the process (the tool is single-threaded).
-    static const std::unique_ptr<icu::BreakIterator> prototype = [] {
-        UErrorCode status = U_ZERO_ERROR;
-        std::unique_ptr<icu::BreakIterator> iterator(
-            icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-        return U_SUCCESS(status) ? std::move(iterator) : nullptr;
-    }();
+    icu::BreakIterator* iterator = characterBreakIterator();
     UErrorCode status = U_ZERO_ERROR;
-    UText utext = UTEXT_INITIALIZER;
-    utext_openUTF8(&utext, text.data(), static_cast<int64_t>(text.size()), &status);
-    if (prototype == nullptr || U_FAILURE(status)) {
-        utext_close(&utext);
+    icu::LocalUTextPointer utext(utext_openUTF8(nullptr, text.data(), static_cast<int64_t>(text.size()), &status));
+    if (iterator != nullptr && U_SUCCESS(status)) iterator->setText(utext.getAlias(), status);
+    if (iterator == nullptr || U_FAILURE(status)) {
         visit(0, text.size());
         return;
     }
-    icu::BreakIterator& iterator = *prototype;
-    iterator.setText(&utext, status);
-    if (U_FAILURE(status)) {
-        utext_close(&utext);
-        visit(0, text.size());
-        return;
-    }
-    std::int32_t begin = iterator.first();
-    for (std::int32_t end = iterator.next(); end != icu::BreakIterator::DONE; end = iterator.next()) {
+    std::int32_t begin = iterator->first();
+    for (std::int32_t end = iterator->next(); end != icu::BreakIterator::DONE; end = iterator->next()) {
         visit(static_cast<std::size_t>(begin), static_cast<std::size_t>(end));
         begin = end;
     }
-    utext_close(&utext);
+    // The iterator must not keep a pointer to the text, which goes now.
+    iterator->setText(icu::UnicodeString());
 }
 
 const icu::Normalizer2* nfcNormalizer() {
@@ -235,7 +235,7 @@ std::vector<std::string_view> graphemeClusterViews(std::string_view text) {
 }
 
 bool isOneCharacterPerScalar(std::string_view text) {
-    return text.find('\r') == std::string_view::npos && isValidUtf8(text) && hasOnlySimpleClusters(text);
+    return text.find('\r') == std::string_view::npos && hasOnlySimpleClusters(text);
 }
 
 std::size_t graphemeCount(std::string_view text) {
