@@ -43,10 +43,11 @@ std::optional<std::vector<std::string>> loadDictionary(const std::string& path) 
 
 std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText,
                                                  const PropertiesDefinitions& propertiesDefinitions,
-                                                 const MGFSA& morphologicalParadigms, LineSink& sink) {
+                                                 const MGFSA& morphologicalParadigms, LineSink& sink,
+                                                 const ExploreOptions& options) {
     // Paradigms are explored once for the whole dictionary, and the lines of
     // each entry shape assembled once.
-    EntryLineExpander expander(propertiesDefinitions, morphologicalParadigms);
+    EntryLineExpander expander(propertiesDefinitions, morphologicalParadigms, options);
     std::int64_t count = 0;
     for (const std::string_view line : significantLines(dictionaryText)) {
         if (isSkippedLine(line)) continue; // comments, and the "#use " lines

@@ -34,12 +34,14 @@ std::optional<std::int64_t> inflectAndDeriveDictionary(const std::string& dictio
                                                        const PropertiesDefinitions& propertiesDefinitions,
                                                        const MGFSA& morphologicalParadigms, LineSink& sink);
 
-// The same for a dictionary whose text was already read (well-formed UTF-8).
-// Cost: linear in the text and in the forms printed, plus the exploration of
-// each distinct paradigm.
+// The same for a dictionary whose text was already read (well-formed UTF-8),
+// `options` bounding the exploration of each paradigm. Cost: linear in the
+// text and in the forms printed, plus the exploration of each distinct
+// paradigm.
 std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText,
                                                  const PropertiesDefinitions& propertiesDefinitions,
-                                                 const MGFSA& morphologicalParadigms, LineSink& sink);
+                                                 const MGFSA& morphologicalParadigms, LineSink& sink,
+                                                 const ExploreOptions& options = {});
 
 } // namespace lexpand
 

@@ -140,6 +140,7 @@ private:
     std::string input_;
     std::vector<const std::string*> outputs_;
     std::size_t pathsFound_ = 0;
+    std::size_t steps_ = 0;
 };
 
 StateCounts* PathExplorer::countsOf(const GFSA& graph, std::int64_t context) {
@@ -266,6 +267,7 @@ ExplorationEnd PathExplorer::run(const GFSA& start) {
             continue;
         }
         const GFSA::Transition transition = state.outGoingTransitions[step.nextTransition++];
+        if (++steps_ > options_.maxSteps) return ExplorationEnd::failed;
         if (const std::optional<ExplorationEnd> end = follow(index, transition)) return *end;
     }
     return ExplorationEnd::finished;

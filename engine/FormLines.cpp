@@ -261,8 +261,8 @@ bool applySuffixEdit(const SuffixEdit& edit, std::string_view word, const std::v
 } // namespace
 
 struct EntryLineExpander::State {
-    State(const PropertiesDefinitions& propertiesDefinitions, const MGFSA& grammar)
-        : definitions(propertiesDefinitions), paradigms(grammar),
+    State(const PropertiesDefinitions& propertiesDefinitions, const MGFSA& grammar, const ExploreOptions& options)
+        : definitions(propertiesDefinitions), paradigms(grammar, options),
           templatesAllowed(!definitionsMentionLexItem(propertiesDefinitions)) {}
 
     const PropertiesDefinitions& definitions;
@@ -290,8 +290,9 @@ struct EntryLineExpander::State {
     std::optional<std::int64_t> expandFormByForm(std::string_view entryLine, LineSink& sink);
 };
 
-EntryLineExpander::EntryLineExpander(const PropertiesDefinitions& propertiesDefinitions, const MGFSA& paradigms)
-    : state_(std::make_unique<State>(propertiesDefinitions, paradigms)) {}
+EntryLineExpander::EntryLineExpander(const PropertiesDefinitions& propertiesDefinitions, const MGFSA& paradigms,
+                                     const ExploreOptions& options)
+    : state_(std::make_unique<State>(propertiesDefinitions, paradigms, options)) {}
 
 EntryLineExpander::~EntryLineExpander() = default;
 

@@ -32,7 +32,9 @@ namespace lexpand {
 // per thread.
 class EntryLineExpander {
 public:
-    EntryLineExpander(const PropertiesDefinitions& propertiesDefinitions, const MGFSA& paradigms);
+    // `options` bound the exploration of each paradigm.
+    EntryLineExpander(const PropertiesDefinitions& propertiesDefinitions, const MGFSA& paradigms,
+                      const ExploreOptions& options = {});
     EntryLineExpander(const EntryLineExpander&) = delete; // holds caches tied to one grammar
     EntryLineExpander& operator=(const EntryLineExpander&) = delete;
     ~EntryLineExpander();

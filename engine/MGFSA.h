@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -29,6 +30,11 @@ struct ExplorationResult {
 struct ExploreOptions {
     std::size_t maxCallDepth = 64;     // entries of a path's stackOfStateIds
     std::size_t maxPaths = 10'000'000; // completed paths, those of called graphs included
+    // Transitions followed, dead ends included. Unbounded by default: the
+    // repetition limit makes every exploration finite, and the path limit
+    // ends those that find too much; a caller that must bound its time
+    // whatever the grammar (a fuzz target, an interactive tool) sets it.
+    std::size_t maxSteps = std::numeric_limits<std::size_t>::max();
 };
 
 struct MGFSA {
@@ -72,7 +78,8 @@ struct MGFSA {
     // `repetitionLimit` times. At level syntax the inputs along a path are joined
     // with single spaces, at every other level directly. Absent when a needed
     // graph is missing, when a call would make the stack deeper than
-    // options.maxCallDepth, or when more than options.maxPaths paths are found.
+    // options.maxCallDepth, or when more than options.maxPaths paths are found
+    // or options.maxSteps transitions followed.
     // Cost: time proportional to the total length of the paths found, at most
     // twice (past 65,536 paths the paths are first counted, then recorded once
     // the exploration is known to succeed); memory proportional to the paths

@@ -49,9 +49,10 @@ std::optional<std::string> combineReverseCommands(const std::vector<std::string>
 
 } // namespace
 
-std::optional<ParadigmPaths> exploreParadigm(const std::string& paradigmName, const MGFSA& paradigms) {
+std::optional<ParadigmPaths> exploreParadigm(const std::string& paradigmName, const MGFSA& paradigms,
+                                             const ExploreOptions& options) {
     const std::optional<ExplorationResult> explored =
-        paradigms.explore(paradigmName, LinguisticLevel::orthographic, /*repetitionLimit=*/1);
+        paradigms.explore(paradigmName, LinguisticLevel::orthographic, /*repetitionLimit=*/1, options);
     if (!explored || explored->input.empty() || explored->output.size() != explored->input.size()) return std::nullopt;
     ParadigmPaths paths;
     paths.reserve(explored->input.size());
@@ -149,7 +150,8 @@ std::string inflectionalExpression(const std::string& value) {
 
 // ---- ParadigmCache ----------------------------------------------------------
 
-ParadigmCache::ParadigmCache(const MGFSA& paradigms) : paradigms_(paradigms) {}
+ParadigmCache::ParadigmCache(const MGFSA& paradigms, const ExploreOptions& options)
+    : paradigms_(paradigms), options_(options) {}
 
 namespace {
 
@@ -167,14 +169,14 @@ ParadigmCache::Paths ParadigmCache::pathsOfInflectionalValue(const std::string& 
     if (std::optional<GFSA> main = expression2Gfsa(inflectionalExpression(value), LinguisticLevel::syntax)) {
         if (!grammarWithMain_) grammarWithMain_ = paradigms_;
         grammarWithMain_->addGraph("_Main", std::move(*main));
-        paths = shared(exploreParadigm("_Main", *grammarWithMain_));
+        paths = shared(exploreParadigm("_Main", *grammarWithMain_, options_));
     }
     return byInflectionalValue_.emplace(value, std::move(paths)).first->second;
 }
 
 ParadigmCache::Paths ParadigmCache::pathsOfGraph(const std::string& name) {
     if (const auto cached = byGraphName_.find(name); cached != byGraphName_.end()) return cached->second;
-    return byGraphName_.emplace(name, shared(exploreParadigm(name, paradigms_))).first->second;
+    return byGraphName_.emplace(name, shared(exploreParadigm(name, paradigms_, options_))).first->second;
 }
 
 std::optional<EntryParadigms> ParadigmCache::paradigmsOf(const ALU& alu) {

@@ -34,7 +34,8 @@ using ParadigmPaths = std::vector<ParadigmPath>;
 // Explores `paradigmName` in `paradigms` (orthographic level, loops travelled
 // once) and prepares its paths. Absent when it cannot be explored or has no
 // path. Cost: that of the exploration, then linear in the paths' text.
-std::optional<ParadigmPaths> exploreParadigm(const std::string& paradigmName, const MGFSA& paradigms);
+std::optional<ParadigmPaths> exploreParadigm(const std::string& paradigmName, const MGFSA& paradigms,
+                                             const ExploreOptions& options = {});
 
 // The expression that an entry's "FLX=" value `value` stands for, explored
 // as the graph "_Main": the value itself when it is already an expression (a
@@ -60,7 +61,7 @@ struct EntryParadigms {
 // Not shared between threads: each thread keeps a cache of its own.
 class ParadigmCache {
 public:
-    explicit ParadigmCache(const MGFSA& paradigms);
+    explicit ParadigmCache(const MGFSA& paradigms, const ExploreOptions& options = {});
     ParadigmCache(const ParadigmCache&) = delete; // tied to one grammar
     ParadigmCache& operator=(const ParadigmCache&) = delete;
 
@@ -74,6 +75,7 @@ private:
     Paths pathsOfGraph(const std::string& name);
 
     const MGFSA& paradigms_;
+    const ExploreOptions options_;
     // Every paradigm besides the graph "_Main" of the last inflectional value
     // explored: adding "_Main" again replaces it, and labels left behind by
     // earlier values do not change what a path reads. Copied on first use.
