@@ -1,0 +1,258 @@
+// lexpand-paradigm: the forms of single entries, and paradigms drawn as
+// graphs. Exports only main(): the command line, and what each mode prints.
+
+#include <getopt.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "GraphDrawing.h"
+#include "Lexicon.h"
+#include "SvgRendering.h"
+
+namespace lexpand {
+namespace {
+
+constexpr std::string_view programName = "lexpand-paradigm";
+
+enum ExitStatus : int {
+    statusSuccess = 0,
+    statusFailure = 1,          // an entry failed, or the rule does not exist
+    statusWrongCommandLine = 2, // or a file it names cannot be loaded
+};
+
+enum class DrawingFormat { dot, svg };
+
+struct Options {
+    std::vector<std::string> entries; // in command-line order; "-" stands for standard input
+    std::optional<std::string> graph;
+    DrawingFormat format = DrawingFormat::dot;
+    bool formatGiven = false;
+    bool expand = false;
+    LexiconFiles files;
+};
+
+// Standard output, through stdio's buffer; flushed before every message on
+// standard error, so that a terminal shows both in the order they happened.
+void printLine(std::string_view line) {
+    std::fwrite(line.data(), 1, line.size(), stdout);
+    std::fputc('\n', stdout);
+}
+
+void printMessage(std::string_view message) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s: %.*s\n", programName.data(), static_cast<int>(message.size()), message.data());
+}
+
+ExitStatus refuseCommandLine(std::string_view message) {
+    printMessage(message);
+    std::fprintf(stderr, "Try '%s --help' for more information.\n", programName.data());
+    return statusWrongCommandLine;
+}
+
+void printHelp() {
+    std::fputs("Usage: lexpand-paradigm [OPTION]... FILE...\n"
+               "Print the forms of single dictionary entries, or draw a paradigm as a graph.\n"
+               "\n"
+               "FILEs are taken as lexpand takes them, by extension: morphological grammars\n"
+               "(.pdg), dictionaries (.dic), of which only the grammars named by \"#use\" are\n"
+               "loaded, and one properties-definitions file (.def), which --entry needs.\n"
+               "\n"
+               "  -e, --entry=LINE     print exactly the lines lexpand prints for the entry\n"
+               "                       line LINE; may be repeated; with \"-\", read entry lines\n"
+               "                       from standard input, as lines of a dictionary\n"
+               "  -g, --graph=NAME     draw the rule NAME as the engine holds it, determinized\n"
+               "      --format=FORMAT  the drawing as Graphviz DOT text (dot, the default)\n"
+               "                       or as an SVG picture (svg)\n"
+               "      --expand         draw the rules that NAME calls inside the drawing,\n"
+               "                       one level deep\n"
+               "  -h, --help           print this help and exit\n"
+               "  -V, --version        print the version and exit\n"
+               "\n"
+               "Exit status: 0 on success, 1 when an entry fails or the rule does not exist,\n"
+               "2 for a wrong command line or a file that cannot be loaded.\n",
+               stdout);
+}
+
+// The extension of the last path component of `argument`, without its
+// period, as lexpand reads it: "x.dic/" names "x.dic".
+std::string extensionOf(std::string_view argument) {
+    while (argument.size() > 1 && argument.back() == '/') argument.remove_suffix(1);
+    std::string extension = std::filesystem::path(argument).extension().string();
+    if (!extension.empty()) extension.erase(0, 1);
+    return extension;
+}
+
+// Sorts a file argument into `files`; the message when it cannot be used.
+std::optional<std::string> addFile(LexiconFiles& files, const std::string& argument) {
+    const std::string extension = extensionOf(argument);
+    if (extension == "dic" || extension == "DIC") {
+        files.dictionaryPaths.push_back(argument);
+    } else if (extension == "pdg" || extension == "PDG") {
+        files.grammarPaths.push_back(argument);
+    } else if (extension == "def" || extension == "DEF") {
+        if (files.definitionsPath) return "Can handle only one properties definition .def file";
+        files.definitionsPath = argument;
+    } else {
+        return "Cannot handle file extension type \"" + extension + "\" for argument " + argument;
+    }
+    return std::nullopt;
+}
+
+// Reads the command line into `options`. Answers the status to end the
+// process with, or nothing when the run may go on.
+std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** argv) {
+    enum LongOnly { formatOption = 256, expandOption };
+    static const option longOptions[] = {
+        {"entry", required_argument, nullptr, 'e'},
+        {"graph", required_argument, nullptr, 'g'},
+        {"format", required_argument, nullptr, formatOption},
+        {"expand", no_argument, nullptr, expandOption},
+        {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, 'V'},
+        {nullptr, 0, nullptr, 0},
+    };
+    for (int code; (code = getopt_long(argc, argv, "e:g:hV", longOptions, nullptr)) != -1;) {
+        switch (code) {
+        case 'e':
+            options.entries.emplace_back(optarg);
+            break;
+        case 'g':
+            if (options.graph) return refuseCommandLine("only one --graph may be given");
+            options.graph = optarg;
+            break;
+        case formatOption:
+            if (std::string_view(optarg) == "dot") {
+                options.format = DrawingFormat::dot;
+            } else if (std::string_view(optarg) == "svg") {
+                options.format = DrawingFormat::svg;
+            } else {
+                return refuseCommandLine("unknown drawing format '" + std::string(optarg) + "' (dot or svg)");
+            }
+            options.formatGiven = true;
+            break;
+        case expandOption:
+            options.expand = true;
+            break;
+        case 'h':
+            printHelp();
+            return statusSuccess;
+        case 'V':
+            printLine(std::string(programName) + " " + LEXPAND_VERSION);
+            return statusSuccess;
+        default: // getopt_long has said what is wrong
+            std::fprintf(stderr, "Try '%s --help' for more information.\n", programName.data());
+            return statusWrongCommandLine;
+        }
+    }
+    for (int i = optind; i < argc; ++i) {
+        if (const std::optional<std::string> message = addFile(options.files, argv[i]))
+            return refuseCommandLine(*message);
+    }
+    if (options.entries.empty() && !options.graph) return refuseCommandLine("give --entry or --graph");
+    if (!options.entries.empty() && options.graph) return refuseCommandLine("--entry and --graph exclude each other");
+    if (!options.graph && (options.formatGiven || options.expand))
+        return refuseCommandLine("--format and --expand go with --graph");
+    if (!options.entries.empty() && !options.files.definitionsPath)
+        return refuseCommandLine("--entry needs a properties definitions .def file");
+    return std::nullopt;
+}
+
+// Prints what one entry line gives; false when the entry fails. The lines
+// sent before a failure stay printed, as lexpand prints them.
+bool printEntry(Lexicon& lexicon, std::string_view line) {
+    const EntryLines expansion = lexicon.expandEntryLine(line);
+    for (const std::string& printed : expansion.lines) printLine(printed);
+    if (!expansion.expanded) printMessage("cannot expand the entry " + std::string(line));
+    return expansion.expanded;
+}
+
+// Prints the entries of `text`, read as lines of a dictionary; false when
+// one of them fails or the text is not UTF-8 (`origin` names it then).
+bool printEntries(Lexicon& lexicon, std::string_view text, std::string_view origin) {
+    const std::optional<std::vector<std::string_view>> lines = entryLinesOf(text);
+    if (!lines) {
+        printMessage(std::string(origin) + " is not UTF-8 text");
+        return false;
+    }
+    bool succeeded = true;
+    for (const std::string_view line : *lines) succeeded = printEntry(lexicon, line) && succeeded;
+    return succeeded;
+}
+
+// Standard input, line by line, so that each entry typed at a terminal is
+// answered at once; a leading byte-order mark is ignored.
+bool printEntriesOfStandardInput(Lexicon& lexicon) {
+    std::ios::sync_with_stdio(false);
+    const bool interactive = isatty(STDIN_FILENO) != 0;
+    bool succeeded = true;
+    std::string text;
+    for (long lineNumber = 1; std::getline(std::cin, text); ++lineNumber) {
+        if (lineNumber == 1 && text.starts_with("\xEF\xBB\xBF")) text.erase(0, 3);
+        const std::string origin = "line " + std::to_string(lineNumber) + " of standard input";
+        succeeded = printEntries(lexicon, text, origin) && succeeded;
+        if (interactive) std::fflush(stdout);
+    }
+    return succeeded;
+}
+
+ExitStatus printEntries(Lexicon& lexicon, const Options& options) {
+    bool succeeded = true;
+    for (const std::string& entry : options.entries) {
+        if (entry == "-") {
+            succeeded = printEntriesOfStandardInput(lexicon) && succeeded;
+        } else {
+            succeeded = printEntries(lexicon, entry, "the entry " + entry) && succeeded;
+        }
+    }
+    return succeeded ? statusSuccess : statusFailure;
+}
+
+ExitStatus drawGraph(const Lexicon& lexicon, const Options& options) {
+    const std::optional<std::string> dot = graphToDot(lexicon.paradigms(), *options.graph, options.expand);
+    if (!dot) {
+        printMessage("no rule named " + *options.graph);
+        return statusFailure;
+    }
+    if (options.format == DrawingFormat::dot) {
+        std::fputs(dot->c_str(), stdout);
+        return statusSuccess;
+    }
+    const std::optional<std::string> svg = renderSvg(*dot);
+    if (!svg) {
+        printMessage("Graphviz cannot draw the rule " + *options.graph);
+        return statusFailure;
+    }
+    std::fwrite(svg->data(), 1, svg->size(), stdout);
+    return statusSuccess;
+}
+
+ExitStatus run(int argc, char** argv) {
+    Options options;
+    if (const std::optional<ExitStatus> end = readCommandLine(options, argc, argv)) return *end;
+    LexiconLoad loaded = Lexicon::load(options.files);
+    if (!loaded.lexicon) {
+        printMessage(loaded.errorMessage);
+        return statusWrongCommandLine;
+    }
+    if (options.graph) return drawGraph(*loaded.lexicon, options);
+    return printEntries(*loaded.lexicon, options);
+}
+
+} // namespace
+} // namespace lexpand
+
+int main(int argc, char** argv) {
+    const int status = lexpand::run(argc, argv);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        std::fprintf(stderr, "%s: cannot write to standard output\n", lexpand::programName.data());
+        return lexpand::statusWrongCommandLine;
+    }
+    return status;
+}
