@@ -105,6 +105,14 @@ std::optional<std::string> addFile(LexiconFiles& files, const std::string& argum
     return std::nullopt;
 }
 
+// The option getopt_long has just refused, as typed: a long option whole,
+// a short one (possibly within a group such as "-hx") as "-x".
+std::string refusedOption(char** argv) {
+    const std::string_view last = argv[optind - 1];
+    if (last.starts_with("--")) return std::string(last);
+    return std::string("-") + static_cast<char>(optopt);
+}
+
 // Reads the command line into `options`. Answers the status to end the
 // process with, or nothing when the run may go on.
 std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** argv) {
@@ -118,7 +126,8 @@ std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** arg
         {"version", no_argument, nullptr, 'V'},
         {nullptr, 0, nullptr, 0},
     };
-    for (int code; (code = getopt_long(argc, argv, "e:g:hV", longOptions, nullptr)) != -1;) {
+    opterr = 0; // the message below names the argument, not the path of the program
+    for (int code; (code = getopt_long(argc, argv, ":e:g:hV", longOptions, nullptr)) != -1;) {
         switch (code) {
         case 'e':
             options.entries.emplace_back(optarg);
@@ -146,9 +155,10 @@ std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** arg
         case 'V':
             printLine(std::string(programName) + " " + LEXPAND_VERSION);
             return statusSuccess;
-        default: // getopt_long has said what is wrong
-            std::fprintf(stderr, "Try '%s --help' for more information.\n", programName.data());
-            return statusWrongCommandLine;
+        case ':':
+            return refuseCommandLine("option " + refusedOption(argv) + " needs an argument");
+        default:
+            return refuseCommandLine("unknown option " + refusedOption(argv));
         }
     }
     for (int i = optind; i < argc; ++i) {
