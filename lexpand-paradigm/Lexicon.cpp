@@ -94,6 +94,7 @@ LexiconLoad Lexicon::load(const LexiconFiles& files) {
 Lexicon::~Lexicon() = default;
 
 EntryLines Lexicon::expandEntryLine(std::string_view line) {
+    if (!definitions_) return EntryLines{}; // entries cannot be read without them
     if (!expander_) expander_ = std::make_unique<EntryLineExpander>(*definitions_, paradigms_);
     EntryLines result;
     LineCollector collector(result.lines);

@@ -59,7 +59,7 @@ public:
     bool hasDefinitions() const { return definitions_.has_value(); }
 
     // What lexpand prints for the entry line `line` of a dictionary, through
-    // the same expander. Requires definitions. Paradigms explored for one
+    // the same expander; without definitions, a failure. Paradigms explored for one
     // line are kept for the next ones. Cost: that of the entry's paradigms.
     EntryLines expandEntryLine(std::string_view line);
 

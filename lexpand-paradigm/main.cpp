@@ -175,8 +175,11 @@ std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** arg
 }
 
 // Prints what one entry line gives; false when the entry fails. The lines
-// sent before a failure stay printed, as lexpand prints them.
-bool printEntry(Lexicon& lexicon, std::string_view line) {
+// sent before a failure stay printed, as lexpand prints them. This is the one
+// place that decides what an entry prints, so that details asked for by
+// `options` (the paths of the forms, the reason of a failure) go here.
+bool printEntry(Lexicon& lexicon, const Options& options, std::string_view line) {
+    (void)options; // no detail is asked for yet
     const EntryLines expansion = lexicon.expandEntryLine(line);
     for (const std::string& printed : expansion.lines) printLine(printed);
     if (!expansion.expanded) printMessage("cannot expand the entry " + std::string(line));
@@ -185,20 +188,20 @@ bool printEntry(Lexicon& lexicon, std::string_view line) {
 
 // Prints the entries of `text`, read as lines of a dictionary; false when
 // one of them fails or the text is not UTF-8 (`origin` names it then).
-bool printEntries(Lexicon& lexicon, std::string_view text, std::string_view origin) {
+bool printEntries(Lexicon& lexicon, const Options& options, std::string_view text, std::string_view origin) {
     const std::optional<std::vector<std::string_view>> lines = entryLinesOf(text);
     if (!lines) {
         printMessage(std::string(origin) + " is not UTF-8 text");
         return false;
     }
     bool succeeded = true;
-    for (const std::string_view line : *lines) succeeded = printEntry(lexicon, line) && succeeded;
+    for (const std::string_view line : *lines) succeeded = printEntry(lexicon, options, line) && succeeded;
     return succeeded;
 }
 
 // Standard input, line by line, so that each entry typed at a terminal is
 // answered at once; a leading byte-order mark is ignored.
-bool printEntriesOfStandardInput(Lexicon& lexicon) {
+bool printEntriesOfStandardInput(Lexicon& lexicon, const Options& options) {
     std::ios::sync_with_stdio(false);
     const bool interactive = isatty(STDIN_FILENO) != 0;
     bool succeeded = true;
@@ -206,7 +209,7 @@ bool printEntriesOfStandardInput(Lexicon& lexicon) {
     for (long lineNumber = 1; std::getline(std::cin, text); ++lineNumber) {
         if (lineNumber == 1 && text.starts_with("\xEF\xBB\xBF")) text.erase(0, 3);
         const std::string origin = "line " + std::to_string(lineNumber) + " of standard input";
-        succeeded = printEntries(lexicon, text, origin) && succeeded;
+        succeeded = printEntries(lexicon, options, text, origin) && succeeded;
         if (interactive) std::fflush(stdout);
     }
     return succeeded;
@@ -216,9 +219,9 @@ ExitStatus printEntries(Lexicon& lexicon, const Options& options) {
     bool succeeded = true;
     for (const std::string& entry : options.entries) {
         if (entry == "-") {
-            succeeded = printEntriesOfStandardInput(lexicon) && succeeded;
+            succeeded = printEntriesOfStandardInput(lexicon, options) && succeeded;
         } else {
-            succeeded = printEntries(lexicon, entry, "the entry " + entry) && succeeded;
+            succeeded = printEntries(lexicon, options, entry, "the entry " + entry) && succeeded;
         }
     }
     return succeeded ? statusSuccess : statusFailure;
