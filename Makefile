@@ -5,6 +5,7 @@
 #   make bench   the benchmarks (prints figures)
 #   make fuzz    every fuzz target for FUZZ_SECONDS seconds (clang, libFuzzer)
 #   make format  lay out every C++ source (make format-check: only check, as CI does)
+#   make docs-pictures  the paradigm pictures of docs/, from the bundled example
 
 BUILD_DIR    ?= build
 SANITIZE_DIR ?= build-sanitize
@@ -22,18 +23,22 @@ PACKAGES = g++:/usr/bin/g++ \
            pkg-config:/usr/bin/pkg-config \
            libicu-dev:/usr/include/unicode/uchar.h \
            libgtest-dev:/usr/include/gtest/gtest.h \
-           libbenchmark-dev:/usr/include/benchmark/benchmark.h
+           libbenchmark-dev:/usr/include/benchmark/benchmark.h \
+           libgraphviz-dev:/usr/include/graphviz/gvc.h \
+           python3:/usr/bin/python3
 # What `make bench` needs besides: the real lexicon, unmunch, /usr/bin/time.
 BENCH_PACKAGES = hunspell-ru:/usr/share/hunspell/ru_RU.dic \
                  hunspell-tools:/usr/bin/unmunch \
                  time:/usr/bin/time
+# What `make docs-pictures` needs: SVG to PNG for looking at the pictures.
+DOCS_PACKAGES = librsvg2-bin:/usr/bin/rsvg-convert
 # The layout check.
 FORMAT_PACKAGES = clang-format:/usr/bin/clang-format
 # The fuzz targets build with clang and its libFuzzer runtime.
 FUZZ_PACKAGES = clang:/usr/bin/clang++ \
                 libclang-rt-14-dev:/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
 
-.PHONY: all deps build run test sanitize bench bench-deps fuzz fuzz-deps format format-check clean
+.PHONY: all deps build run test sanitize bench bench-deps fuzz fuzz-deps format format-check docs-pictures clean
 
 all: build
 
@@ -86,6 +91,16 @@ fuzz: fuzz-deps
 	  -DLEXPAND_FUZZ=ON -DLEXPAND_BUILD_TESTS=OFF
 	cmake --build $(FUZZ_DIR) -j $(JOBS)
 	fuzz/run.sh $(FUZZ_DIR) $(FUZZ_SECONDS)
+
+# The picture of a paradigm of the bundled example in the README, drawn by
+# lexpand-paradigm from the grammar as the engine holds it; with a PNG beside
+# it in the build directory, to look at.
+docs-pictures: build
+	@$(MAKE) --no-print-directory deps PACKAGES="$(DOCS_PACKAGES)"
+	mkdir -p docs
+	cd examples && ../$(BUILD_DIR)/lexpand-paradigm/lexpand-paradigm --graph VERB_WRITE --expand \
+	  --format=svg english.pdg >../docs/VERB_WRITE.svg
+	rsvg-convert --zoom 2 docs/VERB_WRITE.svg -o $(BUILD_DIR)/VERB_WRITE.png
 
 # The C++ sources of the repository, laid out by .clang-format.
 SOURCES = $(shell git ls-files '*.cpp' '*.h' 2>/dev/null)
