@@ -177,35 +177,43 @@ bool addInflectionTemplates(Shape& shape, const ALU& entry, const PropertiesDefi
     return true;
 }
 
+// Adds the templates of the forms of one derivation path: the derived form,
+// or each of its inflected forms. `bySuffixEdits` becomes false unless every
+// form is made by suffix edits that suit derivation; `derivedDeletions` grows
+// to the most that the inflection deletes.
+bool addDerivedTemplates(Shape& shape, const ParadigmPath& path, const ParadigmPaths* inflection, const ALU& entry,
+                         const PropertiesDefinitions& definitions, bool& bySuffixEdits, std::size_t& derivedDeletions) {
+    if (!path.derivedInformation) return false;
+    const LexicalInformation& derived = *path.derivedInformation;
+    if (!path.suffixEdit || !path.suffixEdit->typedSuitsDerivation)
+        bySuffixEdits = false;
+    else
+        shape.suffixDeletions = std::max(shape.suffixDeletions, path.suffixEdit->deletions);
+    if (inflection == nullptr)
+        return addTemplate(shape, derived.category,
+                           derivedFormProperties(entry, derived.category, derived.properties, nullptr), entry,
+                           definitions);
+    for (const ParadigmPath& inflectionPath : *inflection) {
+        if (!addTemplate(shape, derived.category,
+                         derivedFormProperties(entry, derived.category, derived.properties, &inflectionPath.properties),
+                         entry, definitions))
+            return false;
+        if (!inflectionPath.suffixEdit)
+            bySuffixEdits = false;
+        else
+            derivedDeletions = std::max(derivedDeletions, inflectionPath.suffixEdit->deletions);
+    }
+    return true;
+}
+
 bool addDerivationTemplates(Shape& shape, const ALU& entry, const PropertiesDefinitions& definitions) {
     for (const DerivationParadigms& derivation : shape.paradigms.derivations) {
         bool bySuffixEdits = true;
         std::size_t derivedDeletions = 0;
         for (const ParadigmPath& path : *derivation.derivation) {
-            if (!path.derivedInformation) return false;
-            const LexicalInformation& derived = *path.derivedInformation;
-            if (!path.suffixEdit || !path.suffixEdit->typedSuitsDerivation)
-                bySuffixEdits = false;
-            else
-                shape.suffixDeletions = std::max(shape.suffixDeletions, path.suffixEdit->deletions);
-            if (derivation.inflection == nullptr) {
-                if (!addTemplate(shape, derived.category,
-                                 derivedFormProperties(entry, derived.category, derived.properties, nullptr), entry,
-                                 definitions))
-                    return false;
-                continue;
-            }
-            for (const ParadigmPath& inflectionPath : *derivation.inflection) {
-                if (!addTemplate(
-                        shape, derived.category,
-                        derivedFormProperties(entry, derived.category, derived.properties, &inflectionPath.properties),
-                        entry, definitions))
-                    return false;
-                if (!inflectionPath.suffixEdit)
-                    bySuffixEdits = false;
-                else
-                    derivedDeletions = std::max(derivedDeletions, inflectionPath.suffixEdit->deletions);
-            }
+            if (!addDerivedTemplates(shape, path, derivation.inflection.get(), entry, definitions, bySuffixEdits,
+                                     derivedDeletions))
+                return false;
         }
         shape.derivationBySuffixEdits.push_back(bySuffixEdits);
         shape.derivedSuffixDeletions.push_back(derivedDeletions);
