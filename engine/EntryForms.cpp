@@ -29,11 +29,22 @@ void appendForm(EntryForms& forms, std::string wordForm, const std::string& cate
 } // namespace
 
 std::vector<std::string> sortedPropertyList(std::vector<std::string> properties, const std::string& reverseCommand) {
+    std::string lexProperty = "_LEX=\"" + reverseCommand + "\"";
+    // ASCII text is in NFC: canonical order and equivalence are then byte
+    // order and equality.
+    const bool ascii = isAscii(lexProperty) && std::all_of(properties.begin(), properties.end(),
+                                                           [](const std::string& item) { return isAscii(item); });
+    if (ascii) {
+        std::stable_sort(properties.begin(), properties.end());
+        properties.erase(std::unique(properties.begin(), properties.end()), properties.end());
+        const auto position = std::upper_bound(properties.begin(), properties.end(), lexProperty);
+        properties.insert(position, std::move(lexProperty));
+        return properties;
+    }
     std::stable_sort(properties.begin(), properties.end(), CanonicalLess());
     properties.erase(std::unique(properties.begin(), properties.end(),
                                  [](const std::string& a, const std::string& b) { return canonicallyEqual(a, b); }),
                      properties.end());
-    std::string lexProperty = "_LEX=\"" + reverseCommand + "\"";
     const auto position = std::upper_bound(properties.begin(), properties.end(), lexProperty, CanonicalLess());
     properties.insert(position, std::move(lexProperty));
     return properties;
