@@ -4,12 +4,16 @@
 #   make sanitize  the tests again under AddressSanitizer and UBSan
 #   make bench   the benchmarks (prints figures)
 #   make fuzz    every fuzz target for FUZZ_SECONDS seconds (clang, libFuzzer)
+#   make install the programs, manual pages, engine libraries, headers,
+#                lexpand.pc and the CMake package under PREFIX (/usr/local);
+#                DESTDIR=/some/dir stages them there instead
 #   make format  lay out every C++ source (make format-check: only check, as CI does)
 
 BUILD_DIR    ?= build
 SANITIZE_DIR ?= build-sanitize
 BENCH_DIR    ?= build-bench
 FUZZ_DIR     ?= build-fuzz
+PREFIX       ?= /usr/local
 FUZZ_SECONDS ?= 60
 # The converter of Hunspell dictionaries, beside the repository.
 HUNSPELL2LEXPAND ?= ../shared/tools/hunspell2lexpand.py
@@ -22,7 +26,10 @@ PACKAGES = g++:/usr/bin/g++ \
            pkg-config:/usr/bin/pkg-config \
            libicu-dev:/usr/include/unicode/uchar.h \
            libgtest-dev:/usr/include/gtest/gtest.h \
-           libbenchmark-dev:/usr/include/benchmark/benchmark.h
+           libbenchmark-dev:/usr/include/benchmark/benchmark.h \
+           go-md2man:/usr/bin/go-md2man \
+           man-db:/usr/bin/man \
+           groff-base:/usr/bin/groff
 # What `make bench` needs besides: the real lexicon, unmunch, /usr/bin/time.
 BENCH_PACKAGES = hunspell-ru:/usr/share/hunspell/ru_RU.dic \
                  hunspell-tools:/usr/bin/unmunch \
@@ -33,7 +40,7 @@ FORMAT_PACKAGES = clang-format:/usr/bin/clang-format
 FUZZ_PACKAGES = clang:/usr/bin/clang++ \
                 libclang-rt-14-dev:/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
 
-.PHONY: all deps build run test sanitize bench bench-deps fuzz fuzz-deps format format-check clean
+.PHONY: all deps build run test install sanitize bench bench-deps fuzz fuzz-deps format format-check clean
 
 all: build
 
@@ -53,7 +60,7 @@ deps:
 	fi
 
 build: deps
-	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release $(CMAKE_FLAGS)
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=$(PREFIX) $(CMAKE_FLAGS)
 	cmake --build $(BUILD_DIR) -j $(JOBS)
 
 run: build
@@ -62,6 +69,12 @@ run: build
 
 test: build
 	cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS)
+
+# As root and into the system itself, the dynamic linker's cache learns of
+# liblexpand.so.0.
+install: build
+	DESTDIR="$(DESTDIR)" cmake --install $(BUILD_DIR)
+	@if [ -z "$(DESTDIR)" ] && [ "$$(id -u)" -eq 0 ]; then ldconfig; fi
 
 sanitize: deps
 	cmake -S . -B $(SANITIZE_DIR) -DCMAKE_BUILD_TYPE=Debug -DLEXPAND_SANITIZE=ON $(CMAKE_FLAGS)
