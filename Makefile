@@ -7,12 +7,15 @@
 #   make install the programs, manual pages, engine libraries, headers,
 #                lexpand.pc and the CMake package under PREFIX (/usr/local);
 #                DESTDIR=/some/dir stages them there instead
+#   make deb     the Debian packages (build-deb/packages), checked by lintian
+#                and by tests/deb_packages.sh
 #   make format  lay out every C++ source (make format-check: only check, as CI does)
 
 BUILD_DIR    ?= build
 SANITIZE_DIR ?= build-sanitize
 BENCH_DIR    ?= build-bench
 FUZZ_DIR     ?= build-fuzz
+DEB_DIR      ?= build-deb
 PREFIX       ?= /usr/local
 FUZZ_SECONDS ?= 60
 # The converter of Hunspell dictionaries, beside the repository.
@@ -34,13 +37,19 @@ PACKAGES = g++:/usr/bin/g++ \
 BENCH_PACKAGES = hunspell-ru:/usr/share/hunspell/ru_RU.dic \
                  hunspell-tools:/usr/bin/unmunch \
                  time:/usr/bin/time
+# What `make deb` needs besides: CPack's DEB generator finds the shared
+# libraries the programs need with dpkg-shlibdeps (dpkg-dev) and `file`;
+# lintian checks the package.
+DEB_PACKAGES = dpkg-dev:/usr/bin/dpkg-shlibdeps \
+               file:/usr/bin/file \
+               lintian:/usr/bin/lintian
 # The layout check.
 FORMAT_PACKAGES = clang-format:/usr/bin/clang-format
 # The fuzz targets build with clang and its libFuzzer runtime.
 FUZZ_PACKAGES = clang:/usr/bin/clang++ \
                 libclang-rt-14-dev:/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
 
-.PHONY: all deps build run test install sanitize bench bench-deps fuzz fuzz-deps format format-check clean
+.PHONY: all deps build run test install deb deb-deps sanitize bench bench-deps fuzz fuzz-deps format format-check clean
 
 all: build
 
@@ -75,6 +84,28 @@ test: build
 install: build
 	DESTDIR="$(DESTDIR)" cmake --install $(BUILD_DIR)
 	@if [ -z "$(DESTDIR)" ] && [ "$$(id -u)" -eq 0 ]; then ldconfig; fi
+
+deb-deps: deps
+	@$(MAKE) --no-print-directory deps PACKAGES="$(DEB_PACKAGES)"
+
+# A Release build of its own, for the prefix /usr and with Debian's hardening
+# flags (dpkg-buildflags; its -g and -O2 left out, so the Release -O3 holds
+# and nothing but the symbol tables has to be stripped; -fno-ident leaves no
+# compiler version in the binaries), then the packages, lintian (which fails
+# on an error) and the check of their contents.
+DEB_BUILDFLAGS = DEB_BUILD_MAINT_OPTIONS=hardening=+all DEB_CXXFLAGS_MAINT_STRIP="-g -O2" \
+                 DEB_CXXFLAGS_MAINT_APPEND=-fno-ident dpkg-buildflags
+deb: deb-deps
+	ldflags="$$($(DEB_BUILDFLAGS) --get LDFLAGS)"; \
+	cmake -S . -B $(DEB_DIR) -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DLEXPAND_DEB=ON \
+	  -DLEXPAND_BUILD_TESTS=OFF \
+	  -DCMAKE_CXX_FLAGS="$$($(DEB_BUILDFLAGS) --get CPPFLAGS) $$($(DEB_BUILDFLAGS) --get CXXFLAGS)" \
+	  -DCMAKE_EXE_LINKER_FLAGS="$$ldflags" -DCMAKE_SHARED_LINKER_FLAGS="$$ldflags" $(CMAKE_FLAGS)
+	cmake --build $(DEB_DIR) -j $(JOBS)
+	rm -rf $(DEB_DIR)/packages
+	cd $(DEB_DIR) && cpack -G DEB
+	lintian --display-info --fail-on error $(DEB_DIR)/packages/*.deb
+	tests/deb_packages.sh $(DEB_DIR)/packages
 
 sanitize: deps
 	cmake -S . -B $(SANITIZE_DIR) -DCMAKE_BUILD_TYPE=Debug -DLEXPAND_SANITIZE=ON $(CMAKE_FLAGS)
@@ -112,4 +143,4 @@ format-check: deps
 	clang-format --dry-run -Werror $(SOURCES)
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(BENCH_DIR) $(FUZZ_DIR) build-profile
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(BENCH_DIR) $(FUZZ_DIR) $(DEB_DIR) build-profile
