@@ -70,6 +70,21 @@ public:
         buffer_.push_back('\n');
     }
 
+    // Appends whole lines at once; a block as large as the buffer is written
+    // as it stands, after what the buffer holds.
+    void printLines(std::string_view lines) override {
+        if (buffer_.size() + lines.size() <= capacity_) {
+            buffer_.append(lines);
+            return;
+        }
+        flush();
+        if (lines.size() < capacity_) {
+            buffer_.append(lines);
+            return;
+        }
+        writeToStandardOutput(lines);
+    }
+
     void flush() {
         writeToStandardOutput(buffer_);
         buffer_.clear();
