@@ -2,6 +2,7 @@
 #   make run     install what is missing, build, expand the bundled example
 #   make test    install what is missing, build, run every test
 #   make sanitize  the tests again under AddressSanitizer and UBSan
+#   make tsan    the tests of the expansion on several threads under ThreadSanitizer
 #   make bench   the benchmarks (prints figures)
 #   make fuzz    every fuzz target for FUZZ_SECONDS seconds (clang, libFuzzer)
 #   make install the programs, manual pages, engine libraries, headers,
@@ -14,6 +15,7 @@
 
 BUILD_DIR    ?= build
 SANITIZE_DIR ?= build-sanitize
+TSAN_DIR     ?= build-tsan
 BENCH_DIR    ?= build-bench
 FUZZ_DIR     ?= build-fuzz
 DEB_DIR      ?= build-deb
@@ -54,7 +56,7 @@ FORMAT_PACKAGES = clang-format:/usr/bin/clang-format
 FUZZ_PACKAGES = clang:/usr/bin/clang++ \
                 libclang-rt-14-dev:/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
 
-.PHONY: all deps build run test install deb deb-deps sanitize bench bench-deps fuzz fuzz-deps format format-check \
+.PHONY: all deps build run test tsan install deb deb-deps sanitize bench bench-deps fuzz fuzz-deps format format-check \
         docs-pictures clean
 
 all: build
@@ -118,6 +120,13 @@ sanitize: deps
 	cmake --build $(SANITIZE_DIR) -j $(JOBS)
 	cd $(SANITIZE_DIR) && ctest --output-on-failure -j $(JOBS)
 
+# The tests of the expansion on several threads, under ThreadSanitizer.
+tsan: deps
+	cmake -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DLEXPAND_TSAN=ON -DLEXPAND_BUILD_MAN=OFF $(CMAKE_FLAGS)
+	cmake --build $(TSAN_DIR) -j $(JOBS) --target DictionaryExpansionTest FormLinesTest lexpand
+	cd $(TSAN_DIR) && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j $(JOBS) \
+	  -R '^(ExpandDictionaryText|EntryLineExpander)\.|^e2e\.run_(threads|bundled|malformed|inconsistent|echoed|failure)'
+
 bench-deps: deps
 	@$(MAKE) --no-print-directory deps PACKAGES="$(BENCH_PACKAGES)"
 
@@ -159,4 +168,4 @@ format-check: deps
 	clang-format --dry-run -Werror $(SOURCES)
 
 clean:
-	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(BENCH_DIR) $(FUZZ_DIR) $(DEB_DIR) build-profile
+	rm -rf $(BUILD_DIR) $(SANITIZE_DIR) $(TSAN_DIR) $(BENCH_DIR) $(FUZZ_DIR) $(DEB_DIR) build-profile
