@@ -12,6 +12,8 @@
 
 #include "DictionaryExpansion.h"
 
+#include <sched.h>
+
 #include <algorithm>
 #include <condition_variable>
 #include <deque>
@@ -100,6 +102,7 @@ private:
     public:
         BlockSink(ParallelExpansion& expansion, Chunk& chunk) : expansion_(expansion), chunk_(chunk) {}
         void printLine(std::string_view line) override;
+        void printJoined(std::initializer_list<std::string_view> pieces) override;
         void handOver();
 
     private:
@@ -122,6 +125,12 @@ private:
 
 void ParallelExpansion::BlockSink::printLine(std::string_view line) {
     block_.append(line).append(1, '\n');
+    if (block_.size() >= expansion_.options_.blockBytes) handOver();
+}
+
+void ParallelExpansion::BlockSink::printJoined(std::initializer_list<std::string_view> pieces) {
+    for (const std::string_view piece : pieces) block_.append(piece);
+    block_.push_back('\n');
     if (block_.size() >= expansion_.options_.blockBytes) handOver();
 }
 
@@ -213,10 +222,14 @@ void ParallelExpansion::stop() {
     changed_.notify_all();
 }
 
-// How many workers expand a dictionary: as many as the machine runs at once,
-// unless the options say otherwise.
+// How many workers expand a dictionary: as many processors as this process
+// may run on at once (taskset and cgroups' CPU sets count), unless the options
+// say otherwise.
 unsigned workerCount(const ExpansionOptions& options) {
     if (options.threads != 0) return options.threads;
+    cpu_set_t processors;
+    CPU_ZERO(&processors);
+    if (sched_getaffinity(0, sizeof processors, &processors) == 0) return std::max(1, CPU_COUNT(&processors));
     return std::max(1u, std::thread::hardware_concurrency());
 }
 

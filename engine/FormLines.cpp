@@ -313,7 +313,6 @@ struct EntryLineExpander::State {
     std::vector<std::size_t> tailStarts;        // where the last k characters of the lemma begin
     std::vector<std::size_t> derivedTailStarts; // the same for a derived word form
     std::string derivedWordForm;
-    std::string line;
 
     const Shape& shapeOf(std::string_view key, std::string_view entryLine);
     Shape makeShape(std::string_view entryLine);
@@ -490,12 +489,9 @@ std::int64_t EntryLineExpander::State::printAssembled(const Shape& shape, std::s
     for (std::size_t i = 0; i < shape.templates.size(); ++i) {
         const FormTemplate& formTemplate = shape.templates[i];
         if (formTemplate.inconsistent) continue;
-        line.assign(forms[i].wordForm)
-            .append(1, ',')
-            .append(shape.text, formTemplate.beforeBegin, formTemplate.beforeSize)
-            .append(forms[i].reverseCommand)
-            .append(shape.text, formTemplate.afterBegin, formTemplate.afterSize);
-        sink.printLine(line);
+        const std::string_view text = shape.text;
+        sink.printJoined({forms[i].wordForm, ",", text.substr(formTemplate.beforeBegin, formTemplate.beforeSize),
+                          forms[i].reverseCommand, text.substr(formTemplate.afterBegin, formTemplate.afterSize)});
         ++count;
     }
     return count;
