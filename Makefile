@@ -40,6 +40,7 @@ PACKAGES = g++:/usr/bin/g++ \
            groff-base:/usr/bin/groff
 # What `make bench` needs besides: the real lexicon, unmunch, /usr/bin/time.
 BENCH_PACKAGES = hunspell-ru:/usr/share/hunspell/ru_RU.dic \
+                 hunspell-hu:/usr/share/hunspell/hu_HU.dic \
                  hunspell-tools:/usr/bin/unmunch \
                  time:/usr/bin/time
 # What `make docs-pictures` needs: SVG to PNG for looking at the pictures.
