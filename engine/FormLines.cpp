@@ -35,27 +35,12 @@ constexpr std::size_t shapeTextLimit = std::numeric_limits<std::uint32_t>::max()
 // An entry of more forms than this goes form by form, holding none of them.
 constexpr std::size_t shapeFormsLimit = std::size_t{1} << 16;
 
-// True when `text` holds neither a line terminator nor one of the bytes
-// `avoided`, in one pass.
-template <std::size_t count> bool holdsNone(std::string_view text, const char (&avoided)[count]) {
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        for (std::size_t k = 0; k + 1 < count; ++k)
-            if (c == avoided[k]) return false;
-        if (mayBeginNewline(static_cast<unsigned char>(c)) && newlineLengthAt(text, i) != 0) return false;
-    }
-    return true;
-}
-
-// A word form that the entry syntax reads back as one whole lemma.
-bool isPlainWordForm(std::string_view wordForm) {
-    return !wordForm.empty() && holdsNone(wordForm, ",");
-}
-
-// A reverse command that stays one quoted item, whatever surrounds it.
-bool isPlainReverseCommand(std::string_view reverseCommand) {
-    return holdsNone(reverseCommand, "\"\\");
-}
+// The bytes that a word form must not hold to be read back as one whole
+// lemma, and a reverse command to stay one quoted item, whatever surrounds
+// it; a line terminator does not do for either.
+constexpr std::string_view wordFormStoppers = ",";
+constexpr std::string_view reverseCommandStoppers = "\"\\";
+constexpr std::string_view lemmaStoppers = ",\"\\";
 
 // True when the canonical form of `item` mentions "_LEX".
 bool mentionsLexItem(const std::string& item) {
@@ -254,17 +239,21 @@ bool addDerivationTemplates(Shape& shape, const ALU& entry, const PropertiesDefi
 struct EditedForm {
     std::string wordForm;
     std::string reverseCommand;
+    // Known to be read back as they are: made by suffix edits of a lemma and
+    // typed text that hold no stopper.
+    bool plain = false;
 };
 
 // Sets `form` to what `edit` makes of `word`, whose last characters begin at
 // `tails` (see findTailStarts); false when the word is too short.
 bool applySuffixEdit(const SuffixEdit& edit, std::string_view word, const std::vector<std::size_t>& tails,
-                     EditedForm& form) {
+                     bool wordIsPlain, EditedForm& form) {
     if (edit.deletions >= tails.size()) return false;
     const std::size_t cut = tails[edit.deletions];
     form.wordForm.assign(word.substr(0, cut)).append(edit.typed);
     form.reverseCommand.clear();
     appendReverseOfSuffixEdit(form.reverseCommand, edit, word.substr(cut));
+    form.plain = wordIsPlain && edit.typedIsPlain && !form.wordForm.empty();
     return true;
 }
 
@@ -312,6 +301,7 @@ struct EntryLineExpander::State {
     std::vector<EditedForm> forms;
     std::vector<std::size_t> tailStarts;        // where the last k characters of the lemma begin
     std::vector<std::size_t> derivedTailStarts; // the same for a derived word form
+    bool lemmaIsPlain = false;                  // the lemma holds no stopper
     std::string derivedWordForm;
 
     const Shape& shapeOf(std::string_view key, std::string_view entryLine);
@@ -377,6 +367,7 @@ bool EntryLineExpander::State::editForms(const Shape& shape, std::string_view le
     forms.resize(shape.templates.size());
     std::size_t index = 0;
     const bool lemmaSuits = suitsSuffixEdits(lemma);
+    lemmaIsPlain = holdsNoneOf(lemma, lemmaStoppers);
     const bool inflectsBySuffixEdits = findLemmaTails(shape, lemma, lemmaSuits);
     if (!editInflections(shape, lemma, inflectsBySuffixEdits, index)) return false;
     const bool derivesBySuffixEdits = !shape.paradigms.derivations.empty() && lemmaSuits && isSafeInReverseList(lemma);
@@ -415,13 +406,14 @@ bool EntryLineExpander::State::editInflections(const Shape& shape, std::string_v
         for (const ParadigmPath& path : *inflection) {
             EditedForm& form = forms[index++];
             if (bySuffixEdits && path.suffixEdit) {
-                if (!applySuffixEdit(*path.suffixEdit, lemma, tailStarts, form)) return false;
+                if (!applySuffixEdit(*path.suffixEdit, lemma, tailStarts, lemmaIsPlain, form)) return false;
                 continue;
             }
             std::optional<Morphology::EditResult> edited = Morphology::applyParsedCommand(lemma, *path.command);
             if (!edited) return false;
             form.wordForm = std::move(edited->resultingWordForm);
             form.reverseCommand = std::move(edited->reverseCommand);
+            form.plain = false;
         }
     }
     return true;
@@ -437,6 +429,7 @@ bool EntryLineExpander::State::editDerivationByEditor(const Shape& shape, std::s
         EditedForm& form = forms[index++];
         form.wordForm = std::move(derived->wordForms[i]);
         form.reverseCommand = std::move(derived->reverseCommands[i]);
+        form.plain = false;
     }
     return true;
 }
@@ -454,7 +447,7 @@ bool EntryLineExpander::State::editDerivation(const Shape& shape, std::size_t d,
         const std::size_t cut = tailStarts[derivationEdit.deletions];
         const std::string_view derivationDeleted = lemma.substr(cut);
         if (derivation.inflection == nullptr) {
-            if (!applySuffixEdit(derivationEdit, lemma, tailStarts, forms[index++])) return false;
+            if (!applySuffixEdit(derivationEdit, lemma, tailStarts, lemmaIsPlain, forms[index++])) return false;
             continue;
         }
         derivedWordForm.assign(lemma.substr(0, cut)).append(derivationEdit.typed);
@@ -469,6 +462,7 @@ bool EntryLineExpander::State::editDerivation(const Shape& shape, std::size_t d,
             appendReverseOfDerivedSuffixEdits(form.reverseCommand, edit,
                                               std::string_view(derivedWordForm).substr(derivedCut), derivationEdit,
                                               derivationDeleted);
+            form.plain = lemmaIsPlain && derivationEdit.typedIsPlain && edit.typedIsPlain && !form.wordForm.empty();
         }
     }
     return true;
@@ -477,7 +471,11 @@ bool EntryLineExpander::State::editDerivation(const Shape& shape, std::size_t d,
 bool EntryLineExpander::State::formsArePlain(const Shape& shape) const {
     for (std::size_t i = 0; i < shape.templates.size(); ++i) {
         if (shape.templates[i].inconsistent) continue;
-        if (!isPlainWordForm(forms[i].wordForm) || !isPlainReverseCommand(forms[i].reverseCommand)) return false;
+        const EditedForm& form = forms[i];
+        if (form.plain) continue;
+        if (form.wordForm.empty() || !holdsNoneOf(form.wordForm, wordFormStoppers) ||
+            !holdsNoneOf(form.reverseCommand, reverseCommandStoppers))
+            return false;
     }
     return true;
 }

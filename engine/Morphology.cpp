@@ -421,6 +421,8 @@ void Morphology::appendOperatorText(std::string& out, std::string_view type, std
     out += type;
     if (parameter == -1) {
         out += 'W';
+    } else if (parameter >= 2 && parameter <= 9) {
+        out += static_cast<char>('0' + parameter);
     } else if (parameter != 1) {
         char digits[24];
         const std::to_chars_result written = std::to_chars(digits, digits + sizeof digits, parameter);

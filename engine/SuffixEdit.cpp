@@ -54,6 +54,7 @@ std::optional<SuffixEdit> suffixEditOf(const std::vector<Morphology::Operator>& 
         edit.typedCount = typing.size();
     }
     edit.typedSuitsDerivation = isOneCharacterPerScalar(edit.typed) && isSafeInReverseList(edit.typed);
+    edit.typedIsPlain = holdsNoneOf(edit.typed, ",\"\\");
     return edit;
 }
 

@@ -28,6 +28,9 @@ struct SuffixEdit {
     // isSafeInReverseList): a derived word form that ends with it can be
     // inflected by another suffix edit.
     bool typedSuitsDerivation = false;
+    // `typed` holds no comma, double quote, backslash or line terminator: in
+    // a word form or a reverse command it is read back as it is.
+    bool typedIsPlain = false;
 };
 
 // The suffix edit that `command` is: any number of "<Bn>" (n >= 1) and

@@ -326,25 +326,35 @@ bool startsLine(std::string_view text, std::size_t position) {
            (byte(position - 1) == 0xA8 || byte(position - 1) == 0xA9);
 }
 
+bool holdsNoneOf(std::string_view text, std::string_view bytes) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if (mayBeginNewline(byte) && newlineLengthAt(text, i) != 0) return false;
+        if (byte < 0x80 && bytes.find(static_cast<char>(byte)) != std::string_view::npos) return false;
+    }
+    return true;
+}
+
 std::string_view trim(std::string_view text, bool (*inClass)(char32_t)) {
-    // Both ends ASCII and outside the class: nothing to remove (an ASCII byte
-    // is always a scalar of its own).
-    if (!text.empty()) {
-        const auto first = static_cast<unsigned char>(text.front());
-        const auto last = static_cast<unsigned char>(text.back());
-        if (first < 0x80 && last < 0x80 && !inClass(first) && !inClass(last)) return text;
+    // From the front, scalar by scalar, to the first one outside the class.
+    std::size_t begin = 0;
+    while (begin < text.size()) {
+        std::size_t next = begin;
+        if (!inClass(decodeScalar(text, next))) break;
+        begin = next;
     }
-    std::size_t begin = text.size();
-    std::size_t end = 0;
-    std::size_t position = 0;
-    while (position < text.size()) {
-        const std::size_t scalarBegin = position;
-        if (!inClass(decodeScalar(text, position))) {
-            if (begin == text.size()) begin = scalarBegin;
-            end = position;
-        }
+    // From the back, to the last one outside the class: a scalar ends where
+    // the next one begins, and begins at its last byte that is no
+    // continuation byte (the text is well-formed UTF-8).
+    std::size_t end = text.size();
+    while (end > begin) {
+        std::size_t start = end - 1;
+        while (start > begin && isContinuationByte(static_cast<unsigned char>(text[start]))) --start;
+        std::size_t next = start;
+        if (!inClass(decodeScalar(text, next))) break;
+        end = start;
     }
-    return begin < end ? text.substr(begin, end - begin) : std::string_view();
+    return text.substr(begin, end - begin);
 }
 
 std::string_view trimWhiteSpaceAndNewlines(std::string_view text) {

@@ -116,6 +116,10 @@ template <typename Visit> void forEachLineOf(std::string_view text, Visit&& visi
     if (pieceBegin < text.size()) visit(text.substr(pieceBegin));
 }
 
+// True when `text` holds no new-line scalar and none of the ASCII bytes of
+// `bytes`. Cost: one pass.
+bool holdsNoneOf(std::string_view text, std::string_view bytes);
+
 // The first piece that splitAtNewlines would give (all of `text` when it holds
 // no separator).
 std::string_view firstLine(std::string_view text);
