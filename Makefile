@@ -33,6 +33,9 @@ PACKAGES = g++:/usr/bin/g++ \
            libbenchmark-dev:/usr/include/benchmark/benchmark.h \
            libgraphviz-dev:/usr/include/graphviz/gvc.h \
            python3:/usr/bin/python3 \
+           python3-dev:/usr/bin/python3-config \
+           pybind11-dev:/usr/include/pybind11/pybind11.h \
+           python3-pytest:/usr/lib/python3/dist-packages/pytest/__init__.py \
            go-md2man:/usr/bin/go-md2man \
            man-db:/usr/bin/man \
            groff-base:/usr/bin/groff

@@ -1,5 +1,5 @@
-// Exports loadDictionary, significantLines, inflectAndDeriveDictionary and
-// expandDictionaryText.
+// Exports loadDictionary, significantLines, isExpandedLine,
+// inflectAndDeriveDictionary and expandDictionaryText.
 
 #include "DictionaryExpansion.h"
 
@@ -11,17 +11,6 @@
 
 namespace lexpand {
 
-namespace {
-
-// True for a line that the expansion passes over: an empty line, or one that
-// begins with "#" in its first column (the "#use " lines that
-// significantLines keeps; it drops every other line that begins with "#").
-bool isSkippedLine(std::string_view line) {
-    return line.empty() || line.front() == '#';
-}
-
-} // namespace
-
 std::vector<std::string_view> significantLines(std::string_view text) {
     std::vector<std::string_view> lines;
     lines.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1);
@@ -32,6 +21,11 @@ std::vector<std::string_view> significantLines(std::string_view text) {
         lines.push_back(line);
     });
     return lines;
+}
+
+bool isExpandedLine(std::string_view significantLine) {
+    // significantLines drops every other line that begins with "#".
+    return !significantLine.empty() && significantLine.front() != '#';
 }
 
 std::optional<std::vector<std::string>> loadDictionary(const std::string& path) {
@@ -50,7 +44,7 @@ std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText
     EntryLineExpander expander(propertiesDefinitions, morphologicalParadigms, options);
     std::int64_t count = 0;
     for (const std::string_view line : significantLines(dictionaryText)) {
-        if (isSkippedLine(line)) continue; // comments, and the "#use " lines
+        if (!isExpandedLine(line)) continue; // the "#use " lines
         const std::optional<std::int64_t> sent = expander.expand(line, sink);
         if (!sent) return std::nullopt;
         count += *sent;
