@@ -3,6 +3,7 @@
 
 #include "FormRecords.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -21,44 +22,62 @@ bool isLexItem(std::string_view item) {
     return item.size() > lexOpening.size() && item.starts_with(lexOpening) && item.back() == '"';
 }
 
-// The items of `entry` in the order of its canonical line, the "_LEX" item
-// left out unless `keepLex`; the command of the last "_LEX" item goes to
-// `reverseCommand` (the one the expansion adds comes after any that an entry
-// carries itself).
-std::vector<std::string> propertyItems(const ALU& entry, bool keepLex, std::optional<std::string>& reverseCommand) {
-    std::vector<std::string> items;
-    items.reserve(entry.lexicalProperties.size() + entry.flxParadigms.size() + entry.drvParadigms.size() +
-                  entry.morphologicalProperties.size());
-    for (const std::string& item : entry.lexicalProperties) {
-        if (!keepLex && isLexItem(item)) {
-            reverseCommand = item.substr(lexOpening.size(), item.size() - lexOpening.size() - 1);
-            continue;
-        }
-        items.push_back(item);
+// The position in form.lexicalProperties of the "_LEX" item that the
+// expansion added: the first that the entry does not carry itself, else the
+// first (the two were the same item, merged). Absent when there is none.
+std::optional<std::size_t> addedLexItem(const ALU& form, const std::vector<std::string>& entryLexItems) {
+    std::optional<std::size_t> first;
+    for (std::size_t i = 0; i < form.lexicalProperties.size(); ++i) {
+        const std::string& item = form.lexicalProperties[i];
+        if (!isLexItem(item)) continue;
+        if (std::find(entryLexItems.begin(), entryLexItems.end(), item) == entryLexItems.end()) return i;
+        if (!first) first = i;
     }
-    for (const std::string& name : entry.flxParadigms) items.push_back("FLX=" + name);
-    for (const std::string& name : entry.drvParadigms) items.push_back("DRV=" + name);
-    items.insert(items.end(), entry.morphologicalProperties.begin(), entry.morphologicalProperties.end());
+    return first;
+}
+
+// The items of `form` in the order of its canonical line, but the lexical
+// property at `left` (none when absent).
+std::vector<std::string> propertyItems(const ALU& form, std::optional<std::size_t> left) {
+    std::vector<std::string> items;
+    items.reserve(form.lexicalProperties.size() + form.flxParadigms.size() + form.drvParadigms.size() +
+                  form.morphologicalProperties.size());
+    for (std::size_t i = 0; i < form.lexicalProperties.size(); ++i)
+        if (i != left) items.push_back(form.lexicalProperties[i]);
+    for (const std::string& name : form.flxParadigms) items.push_back("FLX=" + name);
+    for (const std::string& name : form.drvParadigms) items.push_back("DRV=" + name);
+    items.insert(items.end(), form.morphologicalProperties.begin(), form.morphologicalProperties.end());
     return items;
 }
 
 } // namespace
 
-std::optional<FormRecord> formRecordOf(std::string line, bool echoed, const PropertiesDefinitions& definitions) {
-    std::optional<ALU> entry = ALU::init(line, &definitions);
-    if (!entry) return std::nullopt;
-    std::optional<std::string> reverseCommand;
-    std::vector<std::string> properties = propertyItems(*entry, echoed, reverseCommand);
-    if (echoed) reverseCommand = "<E>";
-    if (!reverseCommand) return std::nullopt;
-    std::optional<Morphology::EditResult> lemma =
-        Morphology::applySuffixCommandToWordForm(entry->entry, *reverseCommand);
+std::vector<std::string> lexItemsOf(const ALU& entry) {
+    std::vector<std::string> items;
+    for (const std::string& item : entry.lexicalProperties)
+        if (isLexItem(item)) items.push_back(item);
+    return items;
+}
+
+std::optional<FormRecord> formRecordOf(std::string line, bool echoed, const std::vector<std::string>& entryLexItems,
+                                       const PropertiesDefinitions& definitions) {
+    std::optional<ALU> form = ALU::init(line, &definitions);
+    if (!form) return std::nullopt;
+    const std::optional<std::size_t> added = echoed ? std::nullopt : addedLexItem(*form, entryLexItems);
+    if (!echoed && !added) return std::nullopt;
+    std::vector<std::string> properties = propertyItems(*form, added);
+    std::string reverseCommand = "<E>";
+    if (added) {
+        const std::string& item = form->lexicalProperties[*added];
+        reverseCommand = item.substr(lexOpening.size(), item.size() - lexOpening.size() - 1);
+    }
+    std::optional<Morphology::EditResult> lemma = Morphology::applySuffixCommandToWordForm(form->entry, reverseCommand);
     if (!lemma) return std::nullopt;
-    return FormRecord{std::move(entry->entry),
+    return FormRecord{std::move(form->entry),
                       std::move(lemma->resultingWordForm),
-                      std::move(entry->category),
+                      std::move(form->category),
                       std::move(properties),
-                      std::move(*reverseCommand),
+                      std::move(reverseCommand),
                       std::move(line),
                       echoed};
 }
@@ -73,7 +92,8 @@ void bindFormRecords(py::module_& module) {
         "form: the word form as the line writes it (a comma keeps its backslash).\n"
         "lemma: the form edited by the reverse command.\n"
         "category: the category.\n"
-        "properties: every property item of the line but _LEX, in the line's order (lexical properties, "
+        "properties: every property item of the line but the _LEX of the form, in the line's order (lexical "
+        "properties, "
         "FLX= and DRV= items, morphological properties), as a tuple of str.\n"
         "reverse_command: the command of _LEX, which turns the form into its lemma.\n"
         "line: the line exactly as lexpand prints it.\n"

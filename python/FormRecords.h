@@ -20,8 +20,9 @@ struct FormRecord {
     std::string form;     // the word form as the line writes it (a comma keeps its backslash)
     std::string lemma;    // the form edited by the reverse command
     std::string category; // the category
-    // Every property item of the line but "_LEX", in the line's order: the
-    // lexical properties, "FLX=" and "DRV=" items, the morphological ones.
+    // Every property item of the line but the "_LEX" that the expansion
+    // added, in the line's order: the lexical properties, "FLX=" and "DRV="
+    // items, the morphological ones.
     std::vector<std::string> properties;
     std::string reverseCommand; // the command of "_LEX", from the form to the lemma
     std::string line;           // the line exactly as lexpand prints it
@@ -31,12 +32,17 @@ struct FormRecord {
     bool echoed = false;
 };
 
-// The record of `line`, printed by lexpand for an entry, with the
-// definitions `definitions`. Absent when the line is not an entry, or a form
-// line has no "_LEX" item or a reverse command that does not apply to its
-// form. Cost: linear in the line, times the logarithm of its items. Safe
-// without the GIL.
-std::optional<FormRecord> formRecordOf(std::string line, bool echoed, const PropertiesDefinitions& definitions);
+// The "_LEX" items that the entry `entry` carries itself (rarely any).
+std::vector<std::string> lexItemsOf(const ALU& entry);
+
+// The record of `line`, printed by lexpand for an entry that carries the
+// "_LEX" items `entryLexItems` itself, with the definitions `definitions`.
+// The reverse command is the "_LEX" item that the expansion added. Absent
+// when the line is not an entry, or a form line has no "_LEX" item or one
+// whose command does not apply to its form. Cost: linear in the line, times
+// the logarithm of its items. Safe without the GIL.
+std::optional<FormRecord> formRecordOf(std::string line, bool echoed, const std::vector<std::string>& entryLexItems,
+                                       const PropertiesDefinitions& definitions);
 
 // Creates the class lexpand.Form (a named tuple of the fields of FormRecord)
 // in `module`.

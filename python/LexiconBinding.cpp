@@ -86,11 +86,16 @@ std::vector<FormRecord> LexiconHandle::expand(const std::string& line) {
     // An entry without inflectional paradigm is printed first, as written,
     // and not counted.
     const bool echoed = sink.lines.size() > static_cast<std::size_t>(*count);
+    const PropertiesDefinitions& definitions = *lexicon_.definitions();
+    std::vector<std::string> entryLexItems; // the "_LEX" items the entry carries itself
+    if (line.find("_LEX") != std::string::npos) {
+        if (const std::optional<ALU> entry = ALU::init(line, &definitions)) entryLexItems = lexItemsOf(*entry);
+    }
     std::vector<FormRecord> records;
     records.reserve(sink.lines.size());
     for (std::string& printed : sink.lines) {
         const bool isEcho = echoed && records.empty();
-        std::optional<FormRecord> record = formRecordOf(printed, isEcho, *lexicon_.definitions());
+        std::optional<FormRecord> record = formRecordOf(printed, isEcho, entryLexItems, definitions);
         if (!record) throw EntryFailure{line, "the line " + printed + " cannot be read back into its parts"};
         records.push_back(std::move(*record));
     }

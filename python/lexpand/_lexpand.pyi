@@ -40,8 +40,8 @@ class Form(NamedTuple):
     """The form edited by the reverse command."""
     category: str
     properties: tuple[str, ...]
-    """Every property item of the line but _LEX, in the line's order: lexical
-    properties, FLX= and DRV= items, morphological properties."""
+    """Every property item of the line but the _LEX of the form, in the line's
+    order: lexical properties, FLX= and DRV= items, morphological properties."""
     reverse_command: str
     """The command of _LEX, which turns the form into its lemma."""
     line: str

@@ -51,6 +51,9 @@ def test_echoed_entry_and_properties(lexicon):
     feet = lexicon.expand("foot,N+Conc+FLX=NOUN_FOOT")[1]
     assert (feet.form, feet.properties, feet.reverse_command) == ("feet", ("Conc", "FLX=NOUN_FOOT", "Nb=p"),
                                                                   "<L><B2>oo<R>")
+    own = lexicon.expand('x,N+_LEX="zz"+FLX=NOUN')  # the entry's own _LEX stays a property
+    assert [(f.reverse_command, f.lemma, f.properties[0]) for f in own] == [("<E>", "x", '_LEX="zz"'),
+                                                                          ("<B>", "x", '_LEX="zz"')]
 
 
 @pytest.mark.parametrize("word, command, result", [
