@@ -141,7 +141,9 @@ std::optional<FormRecord> DictionaryForms::next() {
 py::class_<LexiconHandle> bindLexicon(py::module_& module) {
     py::class_<DictionaryForms>(module, "DictionaryForms",
                                 "The forms of a dictionary file, entry by entry: an iterator of lexpand.Form.")
-        .def("__iter__", [](DictionaryForms& self) -> DictionaryForms& { return self; })
+        .def(
+            "__iter__", [](DictionaryForms& self) -> DictionaryForms& { return self; },
+            py::return_value_policy::reference_internal)
         .def("__next__", [](DictionaryForms& self) {
             std::optional<FormRecord> record;
             if (self.hasReadyRecord()) {
