@@ -6,7 +6,8 @@
 #   make bench   the benchmarks (prints figures)
 #   make fuzz    every fuzz target for FUZZ_SECONDS seconds (clang, libFuzzer)
 #   make install the programs, manual pages, engine libraries, headers,
-#                lexpand.pc and the CMake package under PREFIX (/usr/local);
+#                lexpand.pc, the CMake package and the Python package
+#                lexpand under PREFIX (/usr/local);
 #                DESTDIR=/some/dir stages them there instead
 #   make deb     the Debian packages (build-deb/packages), checked by lintian
 #                and by tests/deb_packages.sh
@@ -35,6 +36,9 @@ PACKAGES = g++:/usr/bin/g++ \
            libbenchmark-dev:/usr/include/benchmark/benchmark.h \
            libgraphviz-dev:/usr/include/graphviz/gvc.h \
            python3:/usr/bin/python3 \
+           python3-dev:/usr/bin/python3-config \
+           pybind11-dev:/usr/include/pybind11/pybind11.h \
+           python3-pytest:/usr/lib/python3/dist-packages/pytest/__init__.py \
            go-md2man:/usr/bin/go-md2man \
            man-db:/usr/bin/man \
            groff-base:/usr/bin/groff
@@ -107,7 +111,7 @@ DEB_BUILDFLAGS = DEB_BUILD_MAINT_OPTIONS=hardening=+all DEB_CXXFLAGS_MAINT_STRIP
 deb: deb-deps
 	ldflags="$$($(DEB_BUILDFLAGS) --get LDFLAGS)"; \
 	cmake -S . -B $(DEB_DIR) -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DLEXPAND_DEB=ON \
-	  -DLEXPAND_BUILD_TESTS=OFF \
+	  -DLEXPAND_BUILD_TESTS=OFF -DLEXPAND_BUILD_PYTHON=OFF \
 	  -DCMAKE_CXX_FLAGS="$$($(DEB_BUILDFLAGS) --get CPPFLAGS) $$($(DEB_BUILDFLAGS) --get CXXFLAGS)" \
 	  -DCMAKE_EXE_LINKER_FLAGS="$$ldflags" -DCMAKE_SHARED_LINKER_FLAGS="$$ldflags" $(CMAKE_FLAGS)
 	cmake --build $(DEB_DIR) -j $(JOBS)
@@ -133,7 +137,8 @@ bench-deps: deps
 
 # A Release build of its own with the micro-benchmarks, then the lexicons.
 bench: bench-deps
-	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DLEXPAND_BUILD_BENCH=ON -DLEXPAND_BUILD_TESTS=OFF
+	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DLEXPAND_BUILD_BENCH=ON -DLEXPAND_BUILD_TESTS=OFF \
+	  -DLEXPAND_BUILD_PYTHON=OFF
 	cmake --build $(BENCH_DIR) -j $(JOBS)
 	$(BENCH_DIR)/bench/lexpand_microbench
 	HUNSPELL2LEXPAND="$(HUNSPELL2LEXPAND)" bench/run.sh $(BENCH_DIR)
@@ -143,7 +148,7 @@ fuzz-deps: deps
 
 fuzz: fuzz-deps
 	cmake -S . -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
-	  -DLEXPAND_FUZZ=ON -DLEXPAND_BUILD_TESTS=OFF
+	  -DLEXPAND_FUZZ=ON -DLEXPAND_BUILD_TESTS=OFF -DLEXPAND_BUILD_PYTHON=OFF
 	cmake --build $(FUZZ_DIR) -j $(JOBS)
 	fuzz/run.sh $(FUZZ_DIR) $(FUZZ_SECONDS)
 

@@ -1,5 +1,5 @@
-// Exports loadDictionary, significantLines, inflectAndDeriveDictionary and
-// expandDictionaryText.
+// Exports loadDictionary, significantLines, isExpandedLine,
+// inflectAndDeriveDictionary and expandDictionaryText.
 //
 // A dictionary is expanded on several threads: its text is cut at line ends
 // into chunks, each worker expands one chunk at a time with an expander of its
@@ -31,13 +31,6 @@ namespace lexpand {
 
 namespace {
 
-// True for a line that the expansion passes over: an empty line, or one that
-// begins with "#" in its first column (the "#use " lines that
-// significantLines keeps; it drops every other line that begins with "#").
-bool isSkippedLine(std::string_view line) {
-    return line.empty() || line.front() == '#';
-}
-
 // True for a line that significantLines keeps.
 bool isSignificantLine(std::string_view line) {
     const std::string_view trimmed = trimWhiteSpaceAndNewlines(line);
@@ -50,7 +43,7 @@ bool isSignificantLine(std::string_view line) {
 bool expandLines(std::string_view text, EntryLineExpander& expander, LineSink& sink, std::int64_t& count) {
     bool expanded = true;
     forEachLineOf(text, [&](std::string_view line) {
-        if (!expanded || !isSignificantLine(line) || isSkippedLine(line)) return;
+        if (!expanded || !isSignificantLine(line) || !isExpandedLine(line)) return;
         const std::optional<std::int64_t> sent = expander.expand(line, sink);
         if (!sent) {
             expanded = false;
@@ -234,6 +227,13 @@ unsigned workerCount(const ExpansionOptions& options) {
 }
 
 } // namespace
+
+bool isExpandedLine(std::string_view significantLine) {
+    // An empty line, or one that begins with "#" in its first column: the
+    // "#use " lines (significantLines drops every other line that begins
+    // with "#").
+    return !significantLine.empty() && significantLine.front() != '#';
+}
 
 std::vector<std::string_view> significantLines(std::string_view text) {
     std::vector<std::string_view> lines;

@@ -26,6 +26,11 @@ std::optional<std::vector<std::string>> loadDictionary(const std::string& path);
 // The same lines of the dictionary text `text`, as views into it.
 std::vector<std::string_view> significantLines(std::string_view text);
 
+// True for a significant line that the expansion expands as an entry: one
+// that is not empty and does not begin with "#" in its first column (the
+// "#use " lines that significantLines keeps are passed over). Cost: constant.
+bool isExpandedLine(std::string_view significantLine);
+
 // Expands the dictionary at `dictionaryPath`: echoes entries without an
 // inflectional paradigm, sends one canonical line per generated form to
 // `sink`, and answers how many form lines it sent. Absent when the dictionary

@@ -21,7 +21,7 @@ version=$(dpkg-deb -f "$dir"/lexpand_*.deb Version) upstream=${version%-*}
 declare -A wanted=(
   [lexpand]="./usr/bin/lexpand ./usr/share/doc/lexpand/examples/english.dic"
   [liblexpand0]="./usr/$libdir/liblexpand.so.0 ./usr/$libdir/liblexpand.so.$upstream"
-  [liblexpand-dev]="./usr/include/lexpand/Resources.h ./usr/$libdir/liblexpand.a ./usr/$libdir/liblexpand.so
+  [liblexpand-dev]="./usr/include/lexpand/Lexicon.h ./usr/$libdir/liblexpand.a ./usr/$libdir/liblexpand.so
                     ./usr/$libdir/pkgconfig/lexpand.pc ./usr/$libdir/cmake/lexpand/lexpandConfig.cmake"
 )
 for page in "$here"/../docs/man/*.md; do

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# installed_tree.sh ROOT PREFIX LIBDIR VERSION [FLAGS]
-# installed_tree.sh --install BUILD_DIR PREFIX LIBDIR VERSION [FLAGS]
+# installed_tree.sh ROOT PREFIX LIBDIR VERSION [FLAGS [PYTHONDIR]]
+# installed_tree.sh --install BUILD_DIR PREFIX LIBDIR VERSION [FLAGS [PYTHONDIR]]
 #
 # Checks a lexpand installed under ROOT (a DESTDIR, or a root into which the
 # Debian packages were unpacked) for PREFIX (/usr/local, /usr) and LIBDIR (lib,
@@ -11,6 +11,9 @@
 # and consumer.cpp, built against the installed tree with pkg-config and with
 # CMake's find_package(lexpand VERSION), expands an entry with the shared and
 # with the static engine. FLAGS go to every compilation (the sanitizers).
+# With PYTHONDIR (relative to PREFIX), the Python package installed there
+# imports from it and expands an entry; the interpreter is $LEXPAND_PYTHON
+# (python3), with $LEXPAND_PYTHON_PRELOAD (the sanitizers' runtimes) preloaded.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 work=$(mktemp -d)
@@ -22,7 +25,7 @@ if [ "$1" = --install ]; then
 else
   root=$1
 fi
-prefix=$root$2 libdir=$root$2/$3 version=$4 flags=${5:-}
+prefix=$root$2 libdir=$root$2/$3 version=$4 flags=${5:-} pythondir=${6:-}
 examples=$prefix/share/doc/lexpand/examples
 
 # quiet COMMAND...: runs it, and shows what it printed only when it fails.
@@ -62,3 +65,14 @@ quiet cmake -S "$here" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$prefix" -DLEXPAND_
 quiet cmake --build "$work/cmake"
 expect find_package "$work/cmake/consumer" "${args[@]}"
 expect "find_package, static" "$work/cmake/consumer_static" "${args[@]}"
+
+if [ -n "$pythondir" ]; then
+  site=$prefix/$pythondir
+  # shellcheck disable=SC2016 # the program is Python
+  expect python env -C "$work" LD_PRELOAD="${LEXPAND_PYTHON_PRELOAD:-}" ASAN_OPTIONS=detect_leaks=0 PYTHONPATH="$site" \
+    "${LEXPAND_PYTHON:-python3}" -c '
+import sys, lexpand
+assert lexpand.__file__.startswith(sys.argv[4] + "/lexpand/"), lexpand.__file__
+lexicon = lexpand.Lexicon(grammars=[sys.argv[1]], definitions=sys.argv[2])
+print(*(form.line for form in lexicon.expand(sys.argv[3])), sep="\n")' "${args[@]}" "$site"
+fi
