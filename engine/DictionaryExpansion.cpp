@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <cstring>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -122,8 +123,18 @@ void ParallelExpansion::BlockSink::printLine(std::string_view line) {
 }
 
 void ParallelExpansion::BlockSink::printJoined(std::initializer_list<std::string_view> pieces) {
-    for (const std::string_view piece : pieces) block_.append(piece);
-    block_.push_back('\n');
+    std::size_t size = 1;
+    for (const std::string_view piece : pieces) size += piece.size();
+    const std::size_t end = block_.size();
+    // Room for the line, then its pieces copied in place: one size check for
+    // the line rather than one per piece.
+    block_.resize(end + size);
+    char* out = block_.data() + end;
+    for (const std::string_view piece : pieces) {
+        if (!piece.empty()) std::memcpy(out, piece.data(), piece.size());
+        out += piece.size();
+    }
+    *out = '\n';
     if (block_.size() >= expansion_.options_.blockBytes) handOver();
 }
 

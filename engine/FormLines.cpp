@@ -4,6 +4,7 @@
 #include "FormLines.h"
 
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <cstdint>
 #include <limits>
@@ -236,12 +237,29 @@ bool addDerivationTemplates(Shape& shape, const ALU& entry, const PropertiesDefi
 }
 
 // The word form and reverse command of one form.
+// The word form and the reverse command are each kept in two pieces: views
+// into the lemma and the suffix edits of the paths when a suffix edit made
+// them, or into the strings of the form when the editor did. The lines are
+// then assembled from the pieces, with nothing copied before.
 struct EditedForm {
-    std::string wordForm;
-    std::string reverseCommand;
+    std::array<std::string_view, 2> word;
+    std::array<std::string_view, 2> reverse;
+    std::string ownedWord;
+    std::string ownedReverse;
     // Known to be read back as they are: made by suffix edits of a lemma and
     // typed text that hold no stopper.
     bool plain = false;
+
+    // Takes the editor's word form and reverse command.
+    void own(std::string wordForm, std::string reverseCommand) {
+        ownedWord = std::move(wordForm);
+        ownedReverse = std::move(reverseCommand);
+        word = {ownedWord, std::string_view()};
+        reverse = {ownedReverse, std::string_view()};
+        plain = false;
+    }
+    std::string wordForm() const { return std::string(word[0]).append(word[1]); }
+    std::string reverseCommand() const { return std::string(reverse[0]).append(reverse[1]); }
 };
 
 // Sets `form` to what `edit` makes of `word`, whose last characters begin at
@@ -250,10 +268,9 @@ bool applySuffixEdit(const SuffixEdit& edit, std::string_view word, const std::v
                      bool wordIsPlain, EditedForm& form) {
     if (edit.deletions >= tails.size()) return false;
     const std::size_t cut = tails[edit.deletions];
-    form.wordForm.assign(word.substr(0, cut)).append(edit.typed);
-    form.reverseCommand.clear();
-    appendReverseOfSuffixEdit(form.reverseCommand, edit, word.substr(cut));
-    form.plain = wordIsPlain && edit.typedIsPlain && !form.wordForm.empty();
+    form.word = {word.substr(0, cut), edit.typed};
+    form.reverse = reverseOfSuffixEdit(edit, word.substr(cut));
+    form.plain = wordIsPlain && edit.typedIsPlain && (cut > 0 || !edit.typed.empty());
     return true;
 }
 
@@ -266,8 +283,8 @@ bool applySuffixEdit(const SuffixEdit& edit, std::string_view word, const std::v
     std::size_t index = 0;
     const auto matches = [&](const std::vector<std::string>& wordForms, const std::vector<std::string>& reverses) {
         for (std::size_t i = 0; i < wordForms.size(); ++i, ++index) {
-            if (index >= forms.size() || forms[index].wordForm != wordForms[i] ||
-                forms[index].reverseCommand != reverses[i])
+            if (index >= forms.size() || forms[index].wordForm() != wordForms[i] ||
+                forms[index].reverseCommand() != reverses[i])
                 return false;
         }
         return true;
@@ -411,9 +428,7 @@ bool EntryLineExpander::State::editInflections(const Shape& shape, std::string_v
             }
             std::optional<Morphology::EditResult> edited = Morphology::applyParsedCommand(lemma, *path.command);
             if (!edited) return false;
-            form.wordForm = std::move(edited->resultingWordForm);
-            form.reverseCommand = std::move(edited->reverseCommand);
-            form.plain = false;
+            form.own(std::move(edited->resultingWordForm), std::move(edited->reverseCommand));
         }
     }
     return true;
@@ -426,10 +441,7 @@ bool EntryLineExpander::State::editDerivationByEditor(const Shape& shape, std::s
         Morphology::deriveThenInflect(std::string(lemma), *derivation.derivation, derivation.inflection);
     if (!derived || index + derived->wordForms.size() > forms.size()) return false;
     for (std::size_t i = 0; i < derived->wordForms.size(); ++i) {
-        EditedForm& form = forms[index++];
-        form.wordForm = std::move(derived->wordForms[i]);
-        form.reverseCommand = std::move(derived->reverseCommands[i]);
-        form.plain = false;
+        forms[index++].own(std::move(derived->wordForms[i]), std::move(derived->reverseCommands[i]));
     }
     return true;
 }
@@ -457,12 +469,13 @@ bool EntryLineExpander::State::editDerivation(const Shape& shape, std::size_t d,
             if (edit.deletions >= derivedTailStarts.size()) return false;
             const std::size_t derivedCut = derivedTailStarts[edit.deletions];
             EditedForm& form = forms[index++];
-            form.wordForm.assign(std::string_view(derivedWordForm).substr(0, derivedCut)).append(edit.typed);
-            form.reverseCommand.clear();
-            appendReverseOfDerivedSuffixEdits(form.reverseCommand, edit,
+            std::string reverseCommand;
+            appendReverseOfDerivedSuffixEdits(reverseCommand, edit,
                                               std::string_view(derivedWordForm).substr(derivedCut), derivationEdit,
                                               derivationDeleted);
-            form.plain = lemmaIsPlain && derivationEdit.typedIsPlain && edit.typedIsPlain && !form.wordForm.empty();
+            form.own(std::string(std::string_view(derivedWordForm).substr(0, derivedCut)).append(edit.typed),
+                     std::move(reverseCommand));
+            form.plain = lemmaIsPlain && derivationEdit.typedIsPlain && edit.typedIsPlain && !form.ownedWord.empty();
         }
     }
     return true;
@@ -473,9 +486,11 @@ bool EntryLineExpander::State::formsArePlain(const Shape& shape) const {
         if (shape.templates[i].inconsistent) continue;
         const EditedForm& form = forms[i];
         if (form.plain) continue;
-        if (form.wordForm.empty() || !holdsNoneOf(form.wordForm, wordFormStoppers) ||
-            !holdsNoneOf(form.reverseCommand, reverseCommandStoppers))
-            return false;
+        if (form.word[0].empty() && form.word[1].empty()) return false;
+        for (const std::string_view piece : form.word)
+            if (!holdsNoneOf(piece, wordFormStoppers)) return false;
+        for (const std::string_view piece : form.reverse)
+            if (!holdsNoneOf(piece, reverseCommandStoppers)) return false;
     }
     return true;
 }
@@ -488,8 +503,10 @@ std::int64_t EntryLineExpander::State::printAssembled(const Shape& shape, std::s
         const FormTemplate& formTemplate = shape.templates[i];
         if (formTemplate.inconsistent) continue;
         const std::string_view text = shape.text;
-        sink.printJoined({forms[i].wordForm, ",", text.substr(formTemplate.beforeBegin, formTemplate.beforeSize),
-                          forms[i].reverseCommand, text.substr(formTemplate.afterBegin, formTemplate.afterSize)});
+        const EditedForm& form = forms[i];
+        sink.printJoined({form.word[0], form.word[1], ",",
+                          text.substr(formTemplate.beforeBegin, formTemplate.beforeSize), form.reverse[0],
+                          form.reverse[1], text.substr(formTemplate.afterBegin, formTemplate.afterSize)});
         ++count;
     }
     return count;

@@ -55,13 +55,17 @@ std::optional<SuffixEdit> suffixEditOf(const std::vector<Morphology::Operator>& 
     }
     edit.typedSuitsDerivation = isOneCharacterPerScalar(edit.typed) && isSafeInReverseList(edit.typed);
     edit.typedIsPlain = holdsNoneOf(edit.typed, ",\"\\");
+    appendDeletions(edit.typedReverse, edit.typedCount);
     return edit;
 }
 
+std::array<std::string_view, 2> reverseOfSuffixEdit(const SuffixEdit& edit, std::string_view deleted) {
+    if (edit.typedReverse.empty() && deleted.empty()) return {emptyCommand, std::string_view()};
+    return {edit.typedReverse, deleted};
+}
+
 void appendReverseOfSuffixEdit(std::string& out, const SuffixEdit& edit, std::string_view deleted) {
-    appendDeletions(out, edit.typedCount);
-    out += deleted;
-    if (edit.typedCount == 0 && deleted.empty()) out += emptyCommand;
+    for (const std::string_view piece : reverseOfSuffixEdit(edit, deleted)) out += piece;
 }
 
 void appendReverseOfDerivedSuffixEdits(std::string& out, const SuffixEdit& inflection,
