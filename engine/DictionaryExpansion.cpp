@@ -84,8 +84,9 @@ public:
     // an entry failed.
     std::optional<std::int64_t> write(LineSink& sink);
 
-    // A worker's side: expands chunks until there is none left.
-    void work(const PropertiesDefinitions& definitions, const MGFSA& paradigms);
+    // A worker's side: expands chunks until there is none left, with an
+    // expander that shares the caches of `prototype`.
+    void work(const EntryLineExpander& prototype);
 
     // Stops the workers once the writer is done.
     void stop();
@@ -173,14 +174,15 @@ void ParallelExpansion::finish(Chunk& chunk, bool expanded, std::int64_t count) 
     changed_.notify_all();
 }
 
-void ParallelExpansion::work(const PropertiesDefinitions& definitions, const MGFSA& paradigms) {
+void ParallelExpansion::work(const EntryLineExpander& prototype) {
     std::unique_ptr<EntryLineExpander> expander;
     while (Chunk* chunk = takeChunk()) {
         BlockSink sink(*this, *chunk);
         std::int64_t count = 0;
         bool expanded = false;
         try {
-            if (!expander) expander = std::make_unique<EntryLineExpander>(definitions, paradigms, options_.explore);
+            if (!expander)
+                expander = std::make_unique<EntryLineExpander>(prototype, EntryLineExpander::SharingCaches::with);
             expanded = expandLines(chunk->text, *expander, sink, count);
         } catch (const std::bad_alloc&) {
             // Running out of memory fails the entry being expanded, as any
@@ -275,13 +277,14 @@ std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText
         if (!expandLines(dictionaryText, expander, sink, count)) return std::nullopt;
         return count;
     }
+    // The workers share the paradigms explored and the shapes assembled.
+    const EntryLineExpander prototype(propertiesDefinitions, morphologicalParadigms, options.explore);
     ParallelExpansion expansion(dictionaryText, options);
     std::optional<std::int64_t> count;
     {
         std::vector<std::jthread> threads;
         threads.reserve(workers);
-        for (unsigned i = 0; i < workers; ++i)
-            threads.emplace_back([&] { expansion.work(propertiesDefinitions, morphologicalParadigms); });
+        for (unsigned i = 0; i < workers; ++i) threads.emplace_back([&] { expansion.work(prototype); });
         count = expansion.write(sink);
         expansion.stop();
     } // the workers are joined here

@@ -5,9 +5,13 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cassert>
 #include <cstdint>
 #include <limits>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -301,18 +305,71 @@ bool applySuffixEdit(const SuffixEdit& edit, std::string_view word, const std::v
     return index == forms.size();
 }
 
-} // namespace
+// The shapes of the entries, shared by the expanders of several threads:
+// shapes are only added (and all dropped at once past the budget), and a
+// shape once added never changes.
+class SharedShapes {
+public:
+    using Pointer = std::shared_ptr<const Shape>;
 
-struct EntryLineExpander::State {
-    State(const PropertiesDefinitions& propertiesDefinitions, const MGFSA& grammar, const ExploreOptions& options)
+    Pointer find(std::string_view key) const {
+        const std::shared_lock lock(mutex_);
+        const auto found = shapes_.find(key);
+        return found == shapes_.end() ? nullptr : found->second;
+    }
+
+    // Keeps `shape` under `key`, unless another thread kept one first;
+    // answers the one kept.
+    Pointer add(std::string_view key, Shape shape) {
+        const std::unique_lock lock(mutex_);
+        if (const auto found = shapes_.find(key); found != shapes_.end()) return found->second;
+        if (bytes_ > shapeBytesLimit) {
+            shapes_.clear();
+            bytes_ = 0;
+            generation_.fetch_add(1, std::memory_order_relaxed);
+        }
+        bytes_ += shape.bytes + key.size();
+        return shapes_.emplace(std::string(key), std::make_shared<const Shape>(std::move(shape))).first->second;
+    }
+
+    // Changes whenever the shapes are dropped.
+    std::uint64_t generation() const { return generation_.load(std::memory_order_relaxed); }
+
+private:
+    mutable std::shared_mutex mutex_;
+    std::unordered_map<std::string, Pointer, TextHash, std::equal_to<>> shapes_;
+    std::size_t bytes_ = 0;
+    std::atomic<std::uint64_t> generation_ = 0;
+};
+
+// What the expanders of several threads share.
+struct SharedCaches {
+    SharedCaches(const PropertiesDefinitions& propertiesDefinitions, const MGFSA& grammar,
+                 const ExploreOptions& options)
         : definitions(propertiesDefinitions), paradigms(grammar, options),
           templatesAllowed(!definitionsMentionLexItem(propertiesDefinitions)) {}
 
     const PropertiesDefinitions& definitions;
     ParadigmCache paradigms;
     const bool templatesAllowed;
-    std::unordered_map<std::string, Shape, TextHash, std::equal_to<>> shapes;
-    std::size_t shapeBytes = 0;
+    SharedShapes shapes;
+};
+
+} // namespace
+
+struct EntryLineExpander::State {
+    explicit State(std::shared_ptr<SharedCaches> sharedCaches)
+        : shared(std::move(sharedCaches)), definitions(shared->definitions), paradigms(shared->paradigms),
+          templatesAllowed(shared->templatesAllowed) {}
+
+    const std::shared_ptr<SharedCaches> shared;
+    const PropertiesDefinitions& definitions;
+    ParadigmCache& paradigms;
+    const bool templatesAllowed;
+    // The shapes this expander met, found here without a lock; dropped when
+    // the shared ones are.
+    std::unordered_map<std::string, SharedShapes::Pointer, TextHash, std::equal_to<>> shapes;
+    std::uint64_t shapesGeneration = 0;
     Counts counts;
     // Reused from entry to entry.
     std::vector<EditedForm> forms;
@@ -335,7 +392,10 @@ struct EntryLineExpander::State {
 
 EntryLineExpander::EntryLineExpander(const PropertiesDefinitions& propertiesDefinitions, const MGFSA& paradigms,
                                      const ExploreOptions& options)
-    : state_(std::make_unique<State>(propertiesDefinitions, paradigms, options)) {}
+    : state_(std::make_unique<State>(std::make_shared<SharedCaches>(propertiesDefinitions, paradigms, options))) {}
+
+EntryLineExpander::EntryLineExpander(const EntryLineExpander& sharing, SharingCaches)
+    : state_(std::make_unique<State>(sharing.state_->shared)) {}
 
 EntryLineExpander::~EntryLineExpander() = default;
 
@@ -344,14 +404,14 @@ EntryLineExpander::Counts EntryLineExpander::counts() const {
 }
 
 const Shape& EntryLineExpander::State::shapeOf(std::string_view key, std::string_view entryLine) {
-    if (const auto found = shapes.find(key); found != shapes.end()) return found->second;
-    if (shapeBytes > shapeBytesLimit) {
+    if (const std::uint64_t generation = shared->shapes.generation(); generation != shapesGeneration) {
         shapes.clear();
-        shapeBytes = 0;
+        shapesGeneration = generation;
     }
-    Shape shape = makeShape(entryLine);
-    shapeBytes += shape.bytes + key.size();
-    return shapes.emplace(std::string(key), std::move(shape)).first->second;
+    if (const auto found = shapes.find(key); found != shapes.end()) return *found->second;
+    SharedShapes::Pointer shape = shared->shapes.find(key);
+    if (shape == nullptr) shape = shared->shapes.add(key, makeShape(entryLine));
+    return *shapes.emplace(std::string(key), std::move(shape)).first->second;
 }
 
 // The shape of the entry `entryLine`; only what follows its lemma is used.

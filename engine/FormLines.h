@@ -27,14 +27,19 @@
 namespace lexpand {
 
 // Expands entry lines one after the other. Holds the explored paradigms and
-// the assembled shapes (at most 32 MB of them); the definitions and the
-// grammar must outlive it and must not change while it lives. One expander
-// per thread.
+// the assembled shapes (at most 32 MB of them), which expanders of other
+// threads may share; the definitions and the grammar must outlive them all and
+// must not change while they live.
 class EntryLineExpander {
 public:
     // `options` bound the exploration of each paradigm.
     EntryLineExpander(const PropertiesDefinitions& propertiesDefinitions, const MGFSA& paradigms,
                       const ExploreOptions& options = {});
+    // An expander for another thread that shares the caches of `sharing`: the
+    // paradigms explored and the shapes assembled by one serve all. The
+    // caches are safe to share; each expander is used by one thread at a time.
+    enum class SharingCaches { with };
+    EntryLineExpander(const EntryLineExpander& sharing, SharingCaches);
     EntryLineExpander(const EntryLineExpander&) = delete; // holds caches tied to one grammar
     EntryLineExpander& operator=(const EntryLineExpander&) = delete;
     ~EntryLineExpander();

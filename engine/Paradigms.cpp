@@ -288,6 +288,7 @@ std::optional<Paradigm> ParadigmCache::paradigmOfGraph(const std::string& name) 
 }
 
 std::optional<EntryParadigms> ParadigmCache::paradigmsOf(const ALU& alu) {
+    const std::lock_guard lock(mutex_);
     EntryParadigms paradigms;
     paradigms.inflections.reserve(alu.flxParadigms.size());
     for (const std::string& value : alu.flxParadigms) {

@@ -10,6 +10,7 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -107,8 +108,8 @@ struct EntryParadigms {
 // grammar, which must outlive the cache and must not change while it lives.
 // Paradigms of at most `heldPaths` paths are held, the least recently used
 // dropped once they pass `heldBytes`; larger ones are explored again by each
-// entry that uses them. Not shared between threads: each thread keeps a cache
-// of its own.
+// entry that uses them. Safe to share between threads: one at a time looks
+// up or explores.
 class ParadigmCache {
 public:
     static constexpr std::size_t defaultHeldPaths = std::size_t{1} << 16;
@@ -139,6 +140,7 @@ private:
                                      const std::string& graphName, std::size_t& bytes);
     std::optional<Paradigm> remember(const std::string& key, std::optional<Paradigm> paradigm, std::size_t bytes);
 
+    std::mutex mutex_; // guards everything below
     const MGFSA& paradigms_;
     // Every paradigm besides the graph "_Main" of the last inflectional value
     // explored: adding "_Main" again replaces it, and labels left behind by
