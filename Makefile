@@ -25,6 +25,7 @@ PACKAGES = g++:/usr/bin/g++ \
            libgtest-dev:/usr/include/gtest/gtest.h \
            libbenchmark-dev:/usr/include/benchmark/benchmark.h \
            libgraphviz-dev:/usr/include/graphviz/gvc.h \
+           nlohmann-json3-dev:/usr/include/nlohmann/json.hpp \
            python3:/usr/bin/python3
 # What `make bench` needs besides: the real lexicon, unmunch, /usr/bin/time.
 BENCH_PACKAGES = hunspell-ru:/usr/share/hunspell/ru_RU.dic \
