@@ -83,6 +83,7 @@ bench: bench-deps
 	cmake --build $(BENCH_DIR) -j $(JOBS)
 	$(BENCH_DIR)/bench/lexpand_microbench
 	HUNSPELL2LEXPAND="$(HUNSPELL2LEXPAND)" bench/run.sh $(BENCH_DIR)
+	HUNSPELL2LEXPAND="$(HUNSPELL2LEXPAND)" bench/check.sh $(BENCH_DIR)
 
 fuzz-deps: deps
 	@$(MAKE) --no-print-directory deps PACKAGES="$(FUZZ_PACKAGES)"

@@ -26,9 +26,9 @@ std::string enumerationFailure(const std::string& ruleName, const ExplorationFai
         return message::definitionCallsUndefined(failure.calls.empty() ? ruleName : failure.calls.back(),
                                                  failure.graphName);
     case ExplorationFailure::Kind::callDepth: {
-        std::vector<std::string> cycle = failure.calls;
-        cycle.push_back(failure.graphName);
-        return message::definitionFails(ruleName, message::callsTooDeep(ruleName, options.maxCallDepth, cycle));
+        std::vector<std::string> calls = failure.calls;
+        calls.push_back(failure.graphName);
+        return message::definitionFails(ruleName, message::callsTooDeep(ruleName, options.maxCallDepth, calls));
     }
     case ExplorationFailure::Kind::pathLimit:
         return message::definitionFails(ruleName, message::tooManyPaths(ruleName, options.maxPaths));
@@ -52,6 +52,7 @@ CheckedDefinitions checkDefinitions(const std::string& path, Reporter& reporter,
 
     MGFSA grammar(LinguisticLevel::propertyDefinition);
     std::map<std::string, SourceLocation> sites;
+    std::map<std::string, std::vector<CheckedRule::Call>> calls;
     for (CheckedRule& rule : rules.rules) {
         const bool keyword = rule.name == exclusiveRule || rule.name == morphologicalRule;
         if (!keyword && rule.name.find('_') == std::string::npos) {
@@ -62,6 +63,7 @@ CheckedDefinitions checkDefinitions(const std::string& path, Reporter& reporter,
             continue;
         }
         sites[rule.name] = rule.site;
+        calls[rule.name] = rule.calls;
         grammar.addGraph(rule.name, std::move(rule.gfsa));
     }
     // Each rule enumerated as the definitions enumerate it; a rule that
@@ -76,8 +78,13 @@ CheckedDefinitions checkDefinitions(const std::string& path, Reporter& reporter,
                 ExplorationEnd::finished)
                 continue;
             const std::string because = enumerationFailure(name, failure, leftOut, options);
-            if (!because.empty())
-                reporter.report(makeDiagnostic(DiagnosticCode::definitionFails, sites[name], because));
+            SourceLocation at = sites[name];
+            if (failure.kind == ExplorationFailure::Kind::missingGraph && !failure.calls.empty()) {
+                // At the call of the missing rule.
+                for (const CheckedRule::Call& call : calls[failure.calls.back()])
+                    if (call.name == failure.graphName) at = call.location;
+            }
+            if (!because.empty()) reporter.report(makeDiagnostic(DiagnosticCode::definitionFails, at, because));
             leftOut.insert(name);
             complete = false;
             changed = true;

@@ -96,11 +96,11 @@ std::string bracketedList(const std::vector<std::string>& items) {
     return text + "]";
 }
 
-// "a", "b" or "c"
-std::string alternatives(const std::vector<std::string>& items) {
+// "a", "b" or "c" (`conjunction` "or"), "a", "b" and "c" (`conjunction` "and")
+std::string alternatives(const std::vector<std::string>& items, std::string_view conjunction = "or") {
     std::string text;
     for (std::size_t i = 0; i < items.size(); ++i) {
-        if (i > 0) text += i + 1 == items.size() ? " or " : ", ";
+        if (i > 0) text += i + 1 == items.size() ? " " + std::string(conjunction) + " " : ", ";
         text += quoted(items[i]);
     }
     return text;
@@ -251,8 +251,11 @@ std::string notUtf8(unsigned char byte) {
 }
 
 std::string missingGrammar(std::string_view name, std::string_view path) {
-    return "grammar " + quoted(name) + " named by \"#use\" cannot be read (" + std::string(path) +
-           " does not exist, is not a file or is not UTF-8 text)";
+    return "grammar " + quoted(name) + " named by \"#use\" cannot be read at " + std::string(path);
+}
+
+std::string dictionaryGivenTwice() {
+    return "this dictionary is given twice: lexpand expands its entries twice";
 }
 
 std::string noEqualSign() {
@@ -371,8 +374,22 @@ std::string tooManyPaths(std::string_view paradigm, std::size_t limit) {
 }
 
 std::string callsTooDeep(std::string_view paradigm, std::size_t limit, const std::vector<std::string>& calls) {
-    return "paradigm " + quoted(paradigm) + " nests calls more than " + std::to_string(limit) +
-           " deep: " + arrowChain(calls);
+    // A name met twice closes a cycle: the calls never end, whatever the limit.
+    for (std::size_t j = 1; j < calls.size(); ++j) {
+        const auto first = std::find(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(j), calls[j]);
+        if (first == calls.begin() + static_cast<std::ptrdiff_t>(j)) continue;
+        const std::vector<std::string> cycle(first, calls.begin() + static_cast<std::ptrdiff_t>(j) + 1);
+        return quoted(paradigm) + " calls itself without end: " + arrowChain(cycle);
+    }
+    std::string chain;
+    constexpr std::size_t shown = 3;
+    if (calls.size() <= 2 * shown) {
+        chain = arrowChain(calls);
+    } else {
+        chain = arrowChain(std::vector<std::string>(calls.begin(), calls.begin() + shown)) + " \u2192 \u2026 \u2192 " +
+                arrowChain(std::vector<std::string>(calls.end() - shown, calls.end()));
+    }
+    return quoted(paradigm) + " nests calls more than " + std::to_string(limit) + " deep: " + chain;
 }
 
 std::string tooManySteps(std::string_view paradigm) {
@@ -536,8 +553,18 @@ std::string firstGiven() {
 
 std::string unlistedValue(std::string_view property, std::string_view value, std::string_view category,
                           const std::vector<std::string>& listed) {
-    return "the definitions do not list " + quoted(value) + " among the values of " + std::string(property) +
-           " for category " + std::string(category) + didYouMean(listed);
+    constexpr std::size_t shown = 8;
+    std::vector<std::string> values(listed.begin(),
+                                    listed.begin() + static_cast<std::ptrdiff_t>(std::min(listed.size(), shown)));
+    std::string text = "the definitions do not list " + quoted(value) + " among the values of " +
+                       std::string(property) + " for category " + std::string(category);
+    if (values.empty()) return text;
+    text += " (" + std::string(values.size() == 1 ? "it lists " : "they list ");
+    if (listed.size() > shown) {
+        for (const std::string& item : values) text += quoted(item) + ", ";
+        return text + "\u2026)";
+    }
+    return text + alternatives(values, "and") + ")";
 }
 
 std::string noFormAtAll() {

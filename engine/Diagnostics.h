@@ -111,13 +111,17 @@ class Reporter {
 public:
     explicit Reporter(DiagnosticSink& sink) : sink_(sink) {}
     void report(Diagnostic diagnostic) {
+        if (diagnostic.severity == Severity::error) ++errors_;
         if (!stopped_ && !sink_.report(std::move(diagnostic))) stopped_ = true;
     }
     bool stopped() const { return stopped_; }
+    // The errors reported so far (warnings not counted).
+    std::size_t errors() const { return errors_; }
 
 private:
     DiagnosticSink& sink_;
     bool stopped_ = false;
+    std::size_t errors_ = 0;
 };
 
 // A diagnostic of `code` with its default severity.
@@ -186,6 +190,7 @@ namespace message {
 std::string unreadableFile();
 std::string notUtf8(unsigned char byte);
 std::string missingGrammar(std::string_view name, std::string_view path);
+std::string dictionaryGivenTwice();
 
 // Grammar rules.
 std::string noEqualSign();

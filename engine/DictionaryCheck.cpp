@@ -54,12 +54,18 @@ std::size_t codePoints(std::string_view text) {
 // canonically equivalent one); null for none.
 const std::vector<std::string>* listedValues(const PropertiesDefinitions& definitions, std::string_view category,
                                              std::string_view name) {
-    for (const auto& [definedCategory, properties] : definitions.categoryProperties) {
-        if (!canonicallyEqual(definedCategory, category)) continue;
-        for (const auto& [definedName, values] : properties)
-            if (canonicallyEqual(definedName, name)) return &values;
-        return nullptr;
+    const auto& categories = definitions.categoryProperties;
+    auto found = categories.find(category);
+    if (found == categories.end() && !isAscii(category)) {
+        found = std::find_if(categories.begin(), categories.end(),
+                             [&](const auto& entry) { return canonicallyEqual(entry.first, category); });
     }
+    if (found == categories.end()) return nullptr;
+    const auto& properties = found->second;
+    if (const auto exact = properties.find(std::string(name)); exact != properties.end()) return &exact->second;
+    if (isAscii(name)) return nullptr;
+    for (const auto& [definedName, values] : properties)
+        if (canonicallyEqual(definedName, name)) return &values;
     return nullptr;
 }
 
@@ -116,11 +122,10 @@ struct DictionaryChecker::State {
     };
     std::vector<Dictionary> dictionaries;
 
-    std::int64_t failedEntries = 0;
-
     std::int64_t checkLine(std::string_view line, std::size_t offset, LineCounter& counter);
     void reportFinding(const EntryFinding& finding, std::string_view line, std::size_t offset, LineCounter& counter);
-    const ShapeNotes& notesOf(std::string_view key, const ALU& alu, const LexemeView& lexeme);
+    const ShapeNotes& notesOf(std::string_view key, const ALU& alu, const LexemeView& lexeme, std::int64_t printed);
+    std::optional<std::size_t> formCount(const ALU& alu);
     void markUsed(const ALU& alu);
     void addDroppedForms(ShapeNotes& notes, const ALU& alu);
 };
@@ -216,7 +221,32 @@ void DictionaryChecker::State::addDroppedForms(ShapeNotes& notes, const ALU& alu
     notes.noForm = !listed.empty() && notes.dropped.size() == listed.size();
 }
 
-const ShapeNotes& DictionaryChecker::State::notesOf(std::string_view key, const ALU& alu, const LexemeView& lexeme) {
+// How many forms the paradigms of `alu` make (printed or dropped); absent
+// when they cannot be explored.
+std::optional<std::size_t> DictionaryChecker::State::formCount(const ALU& alu) {
+    std::size_t count = 0;
+    for (const std::string& value : alu.flxParadigms) {
+        const auto paths = diagnoser.inflectionPaths(value);
+        if (!paths) return std::nullopt;
+        count += paths->size();
+    }
+    for (const std::string& value : alu.drvParadigms) {
+        const std::size_t colon = value.rfind(':');
+        const std::string inflectionName = colon == std::string::npos
+                                               ? (alu.flxParadigms.empty() ? std::string() : alu.flxParadigms.front())
+                                               : value.substr(colon + 1);
+        const auto derivation = diagnoser.graphPaths(colon == std::string::npos ? value : value.substr(0, colon));
+        const auto inflection = inflectionName.empty() ? nullptr : diagnoser.graphPaths(inflectionName);
+        if (!derivation || (!inflectionName.empty() && !inflection)) return std::nullopt;
+        count += derivation->size() * (inflection ? inflection->size() : 1);
+    }
+    return count;
+}
+
+// The notes of the shape `key` of the entry `alu`, which printed `printed`
+// form lines: forms are dropped only when fewer lines than forms are printed.
+const ShapeNotes& DictionaryChecker::State::notesOf(std::string_view key, const ALU& alu, const LexemeView& lexeme,
+                                                    std::int64_t printed) {
     if (const auto found = shapes.find(key); found != shapes.end()) return found->second;
     if (shapeBytes > shapeBytesLimit) {
         shapes.clear();
@@ -252,9 +282,12 @@ const ShapeNotes& DictionaryChecker::State::notesOf(std::string_view key, const 
             const std::size_t at = key.find("+" + item, propertiesBegin);
             notes.notes.push_back({at == std::string_view::npos ? propertiesBegin : at + 1,
                                    DiagnosticCode::unlistedValue,
-                                   message::unlistedValue(name, value, lexeme.category, closestNames(value, *values))});
+                                   message::unlistedValue(name, value, lexeme.category, *values)});
         }
-        if (!definitions.exclusivePropertyNames.empty()) addDroppedForms(notes, alu);
+        if (!definitions.exclusivePropertyNames.empty()) {
+            const std::optional<std::size_t> forms = formCount(alu);
+            if (!forms || static_cast<std::int64_t>(*forms) != printed) addDroppedForms(notes, alu);
+        }
     }
     notes.bytes = sizeof(ShapeNotes) + key.size();
     for (const ShapeNotes::Note& note : notes.notes) notes.bytes += note.message.size();
@@ -268,7 +301,6 @@ std::int64_t DictionaryChecker::State::checkLine(std::string_view line, std::siz
     ++entries;
     const std::optional<std::int64_t> count = expander.expand(line, discarded);
     if (!count) {
-        ++failedEntries;
         reportFinding(diagnoser.diagnose(line), line, offset, counter);
         if (const std::optional<ALU> alu = ALU::init(line, &definitions)) markUsed(*alu);
         return 0;
@@ -281,7 +313,7 @@ std::int64_t DictionaryChecker::State::checkLine(std::string_view line, std::siz
     std::optional<ALU> alu;
     if (notes == nullptr) {
         alu = ALU::init(line, &definitions);
-        notes = &notesOf(key, *alu, lexeme);
+        notes = &notesOf(key, *alu, lexeme, *count);
     }
     const auto report = [&](DiagnosticCode code, std::size_t at, std::string text) {
         reporter.report(makeDiagnostic(code, locateInLine(counter, line, offset, at), std::move(text)));
@@ -314,10 +346,6 @@ DictionaryChecker::~DictionaryChecker() = default;
 
 std::int64_t DictionaryChecker::entriesChecked() const {
     return state_->entries;
-}
-
-std::int64_t DictionaryChecker::entriesFailed() const {
-    return state_->failedEntries;
 }
 
 std::int64_t DictionaryChecker::check(const std::string& path, std::string_view text) {
@@ -412,7 +440,15 @@ CheckSummary checkLexicon(const LexiconFiles& files, DiagnosticSink& sink, const
 
     std::vector<std::optional<std::string>> texts;
     bool everyDictionaryRead = true;
+    std::set<std::string> dictionariesSeen;
+    std::vector<bool> givenBefore;
     for (const std::string& path : files.dictionaryPaths) {
+        // A dictionary given again has its "#use" lines loaded again, as lexpand does, and its entries
+        // reported once.
+        givenBefore.push_back(!dictionariesSeen.insert(canonicalPath(path)).second);
+        if (givenBefore.back())
+            reporter.report(makeDiagnostic(DiagnosticCode::duplicateEntry, SourceLocation{path, 0, 0},
+                                           message::dictionaryGivenTwice()));
         std::optional<std::string> text = readCheckedFile(path, path, reporter);
         everyDictionaryRead = everyDictionaryRead && text.has_value();
         if (text) {
@@ -433,12 +469,11 @@ CheckSummary checkLexicon(const LexiconFiles& files, DiagnosticSink& sink, const
     DictionaryChecker dictionaries(definitions.definitions ? *definitions.definitions : none, definitions.complete,
                                    grammars, reporter, options);
     for (std::size_t i = 0; i < texts.size() && !reporter.stopped(); ++i) {
-        if (texts[i]) summary.forms += dictionaries.check(files.dictionaryPaths[i], *texts[i]);
+        if (texts[i] && !givenBefore[i]) summary.forms += dictionaries.check(files.dictionaryPaths[i], *texts[i]);
     }
     dictionaries.reportDuplicates();
     summary.entries = dictionaries.entriesChecked();
-    if (!reporter.stopped() && everyDictionaryRead && summary.forms == 0 && dictionaries.entriesFailed() == 0 &&
-        !files.dictionaryPaths.empty()) {
+    if (!reporter.stopped() && reporter.errors() == 0 && summary.forms == 0 && !files.dictionaryPaths.empty()) {
         reporter.report(makeDiagnostic(DiagnosticCode::noFormAtAll, SourceLocation{files.dictionaryPaths.front(), 0, 0},
                                        message::noFormAtAll()));
     }

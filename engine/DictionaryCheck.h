@@ -44,7 +44,6 @@ public:
     void reportDuplicates();
 
     std::int64_t entriesChecked() const;
-    std::int64_t entriesFailed() const;
 
 private:
     struct State;

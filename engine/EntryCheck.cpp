@@ -144,7 +144,7 @@ EntryFinding EntryDiagnoser::State::explorationFinding(const MGFSA& grammar, con
     case ExplorationFailure::Kind::missingGraph: {
         // Missing below the entry's own reference: a call of a rule, reported with the rules.
         const bool named = failure.calls.empty() || (start == "_Main" && failure.calls.size() == 1);
-        if (!named || grammars.isBroken(failure.graphName)) return alreadyReported();
+        if (!named || grammars.isBroken(failure.graphName) || grammars.someGrammarUnread()) return alreadyReported();
         return atEntry(
             DiagnosticCode::undefinedParadigm,
             message::undefinedParadigm(failure.graphName, closestNames(failure.graphName, grammars.definedNames())), 0);

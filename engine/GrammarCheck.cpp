@@ -106,18 +106,17 @@ Diagnostic withNote(Diagnostic diagnostic, std::string note, SourceLocation loca
     return diagnostic;
 }
 
-// The canonical form of `path`, to recognize a file loaded twice.
-std::string canonicalPath(const std::string& path) {
-    std::error_code error;
-    const std::filesystem::path canonical = std::filesystem::weakly_canonical(path, error);
-    return error ? path : canonical.string();
-}
-
 bool isEarlier(const SourceLocation& a, const SourceLocation& b) {
     return std::tie(a.line, a.column) < std::tie(b.line, b.column);
 }
 
 } // namespace
+
+std::string canonicalPath(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path canonical = std::filesystem::weakly_canonical(path, error);
+    return error ? path : canonical.string();
+}
 
 std::optional<std::string> readCheckedFile(const std::string& path, const std::string& shownPath, Reporter& reporter,
                                            const GrammarUse* use) {
@@ -221,7 +220,10 @@ bool GrammarChecker::addGrammarFile(const std::string& path, const std::string& 
         return true;
     }
     const std::optional<std::string> text = readCheckedFile(path, shownPath, reporter_, use);
-    if (!text) return false;
+    if (!text) {
+        someGrammarUnread_ = true;
+        return false;
+    }
     loadedFiles_.emplace(canonical, here);
 
     const SourceText source(shownPath, *text);
@@ -294,7 +296,7 @@ void GrammarChecker::checkCalls() {
         for (const CheckedRule::Call& call : info.calls) {
             if (paradigms_.graphNamed(call.name) != nullptr) continue;
             broken_.insert(name);
-            if (broken_.count(call.name) != 0) continue; // its own failure is reported
+            if (broken_.count(call.name) != 0 || someGrammarUnread_) continue; // reported, or perhaps in it
             if (std::find(definedNames_.begin(), definedNames_.end(), call.name) != definedNames_.end()) continue;
             reporter_.report(
                 makeDiagnostic(DiagnosticCode::undefinedCall, call.location,

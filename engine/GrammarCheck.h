@@ -52,6 +52,10 @@ struct GrammarUse {
     std::string name;
 };
 
+// The canonical form of `path` (symbolic links, "." and ".." resolved as far
+// as the file system allows), to recognize a file named twice.
+std::string canonicalPath(const std::string& path);
+
 // The text of the file at `path` (as readUtf8File reads it); absent when it
 // cannot be read, which is reported: not UTF-8 at the first byte at fault
 // (in the file named `shownPath`), and otherwise at the "#use" line `use`
@@ -92,6 +96,9 @@ public:
     const SourceLocation* siteOf(std::string_view name) const;
     // The names of every rule defined, loaded or not, for suggestions.
     const std::vector<std::string>& definedNames() const { return definedNames_; }
+    // True when a grammar file could not be read: the rules it defines are
+    // unknown, so a rule not found may be one of them.
+    bool someGrammarUnread() const { return someGrammarUnread_; }
     // Marks broken a rule whose failure has been reported elsewhere.
     void markBroken(const std::string& name) { broken_.insert(name); }
 
@@ -112,6 +119,7 @@ private:
     std::map<std::string, RuleInfo, std::less<>> rules_; // the rules of paradigms_
     std::set<std::string, std::less<>> broken_;
     std::vector<std::string> definedNames_;
+    bool someGrammarUnread_ = false;
     std::map<std::string, SourceLocation> loadedFiles_; // canonical path -> where it was first loaded
 };
 
