@@ -407,6 +407,9 @@ std::string commandDoesNotParse(std::string_view paradigm, std::size_t path, std
 
 std::string derivationDoesNotSplit(std::string_view paradigm, std::size_t path,
                                    const std::vector<std::string>& outputs) {
+    if (outputs.empty())
+        return "path " + std::to_string(path) + " of derivation " + quoted(paradigm) +
+               " writes no output: a derivation writes the category of its forms";
     return "the outputs of path " + std::to_string(path) + " of derivation " + quoted(paradigm) +
            " do not begin with a category: " + bracketedList(outputs);
 }

@@ -104,6 +104,7 @@ struct DictionaryChecker::State {
     EntryDiagnoser diagnoser;
     DiscardedLines discarded;
     std::int64_t entries = 0;
+    std::int64_t unreadEntries = 0; // lines that are no entry: the paradigms they name are unknown
     std::set<std::string> reportedRules;
     std::unordered_set<std::string> usedValues;
     std::unordered_map<std::string, ShapeNotes, TextHash, std::equal_to<>> shapes;
@@ -302,7 +303,10 @@ std::int64_t DictionaryChecker::State::checkLine(std::string_view line, std::siz
     const std::optional<std::int64_t> count = expander.expand(line, discarded);
     if (!count) {
         reportFinding(diagnoser.diagnose(line), line, offset, counter);
-        if (const std::optional<ALU> alu = ALU::init(line, &definitions)) markUsed(*alu);
+        if (const std::optional<ALU> alu = ALU::init(line, &definitions))
+            markUsed(*alu);
+        else
+            ++unreadEntries;
         return 0;
     }
     const LexemeView lexeme = *parseLexemeView(line);
@@ -346,6 +350,10 @@ DictionaryChecker::~DictionaryChecker() = default;
 
 std::int64_t DictionaryChecker::entriesChecked() const {
     return state_->entries;
+}
+
+bool DictionaryChecker::everyEntryRead() const {
+    return state_->unreadEntries == 0;
 }
 
 std::int64_t DictionaryChecker::check(const std::string& path, std::string_view text) {
@@ -477,7 +485,7 @@ CheckSummary checkLexicon(const LexiconFiles& files, DiagnosticSink& sink, const
         reporter.report(makeDiagnostic(DiagnosticCode::noFormAtAll, SourceLocation{files.dictionaryPaths.front(), 0, 0},
                                        message::noFormAtAll()));
     }
-    if (!reporter.stopped() && everyDictionaryRead) grammars.reportUnused();
+    if (!reporter.stopped() && everyDictionaryRead && dictionaries.everyEntryRead()) grammars.reportUnused();
     summary.stopped = reporter.stopped();
     return summary;
 }

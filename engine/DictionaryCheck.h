@@ -44,6 +44,8 @@ public:
     void reportDuplicates();
 
     std::int64_t entriesChecked() const;
+    // False when a line is no entry: the rules it meant to use are unknown.
+    bool everyEntryRead() const;
 
 private:
     struct State;

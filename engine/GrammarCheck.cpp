@@ -173,6 +173,7 @@ CheckedRules checkRules(const SourceText& source, LinguisticLevel level, Reporte
             reporter.report(
                 makeDiagnostic(unterminated ? DiagnosticCode::unterminatedRule : DiagnosticCode::malformedRule, at,
                                ruleFaultMessage(reading)));
+            if (!reading.name.empty()) checkedRules.failedNames.push_back(reading.name);
             continue;
         }
         const GrammarRule& rule = *reading.rule;
