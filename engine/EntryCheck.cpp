@@ -103,8 +103,8 @@ struct EntryDiagnoser::State {
     Explored& ofGraph(const std::string& name);
     const ExplorationResult& textsOfValue(const std::string& value);
     const ExplorationResult& textsOfGraph(const std::string& name);
-    EntryFinding explorationFinding(const MGFSA& grammar, const std::string& start, const std::string& shown,
-                                    bool ownedByRule);
+    EntryFinding explorationFinding(const ExplorationFailure& failure, const std::string& start,
+                                    const std::string& shown, bool ownedByRule);
     std::optional<EntryFinding> checkInflection(const std::string& value, const std::string& lemma, std::size_t at);
     std::optional<EntryFinding> checkDerivation(const std::string& derivationName, const std::string& inflectionName,
                                                 const std::string& lemma, std::size_t at);
@@ -123,17 +123,28 @@ bool EntryDiagnoser::State::setMain(const std::string& value) {
     return true;
 }
 
-// Why exploring `start` in `grammar` fails (it does): `shown` is what the
-// entry names (a value or a graph); `ownedByRule` when `shown` is a rule
-// whose own fault a limit is.
-EntryFinding EntryDiagnoser::State::explorationFinding(const MGFSA& grammar, const std::string& start,
-                                                       const std::string& shown, bool ownedByRule) {
+namespace {
+
+// Why exploring `start` in `grammar` fails; absent when it does not. The
+// exploration runs without keeping its paths, so that a paradigm that fails
+// late (past the path limit) costs one run here.
+std::optional<ExplorationFailure> failureOf(const MGFSA& grammar, const std::string& start,
+                                            const ExploreOptions& options) {
     ExplorationFailure failure;
     const auto ignore = [](const FoundPath&) { return true; };
     if (explorePaths(grammar, start, LinguisticLevel::orthographic, 1, options, ignore, &failure) ==
         ExplorationEnd::finished)
-        return ownedByRule ? atRule(DiagnosticCode::ruleFails, message::noPath(shown), shown)
-                           : atEntry(DiagnosticCode::paradigmFails, message::noPath(shown), 0);
+        return std::nullopt;
+    return failure;
+}
+
+} // namespace
+
+// What the exploration failure `failure` of `start` means: `shown` is what
+// the entry names (a value or a graph); `ownedByRule` when `shown` is a rule
+// whose own fault a limit is.
+EntryFinding EntryDiagnoser::State::explorationFinding(const ExplorationFailure& failure, const std::string& start,
+                                                       const std::string& shown, bool ownedByRule) {
     const auto limit = [&](std::string text) {
         return ownedByRule ? atRule(DiagnosticCode::ruleFails, std::move(text), shown)
                            : atEntry(DiagnosticCode::paradigmFails, std::move(text), 0);
@@ -189,12 +200,14 @@ EntryDiagnoser::Explored& EntryDiagnoser::State::ofValue(const std::string& valu
             atEntry(DiagnosticCode::paradigmDoesNotCompile, message::paradigmDoesNotCompile(value, because),
                     fault.offset >= shift ? fault.offset - shift : 0);
     } else if (setMain(value)) {
-        std::optional<ParadigmPaths> paths = exploreParadigm("_Main", *grammarWithMain, options);
-        if (paths) {
+        const bool plain = isPlainName(value) && grammars.siteOf(value) != nullptr;
+        if (const std::optional<ExplorationFailure> failure = failureOf(*grammarWithMain, "_Main", options)) {
+            explored.finding = explorationFinding(*failure, "_Main", value, plain);
+        } else if (std::optional<ParadigmPaths> paths = exploreParadigm("_Main", *grammarWithMain, options)) {
             explored.paths = std::make_shared<const ParadigmPaths>(std::move(*paths));
         } else {
-            const bool plain = isPlainName(value) && grammars.siteOf(value) != nullptr;
-            explored.finding = explorationFinding(*grammarWithMain, "_Main", value, plain);
+            explored.finding = plain ? atRule(DiagnosticCode::ruleFails, message::noPath(value), value)
+                                     : atEntry(DiagnosticCode::paradigmFails, message::noPath(value), 0);
         }
     }
     return byValue.emplace(value, std::move(explored)).first->second;
@@ -203,11 +216,14 @@ EntryDiagnoser::Explored& EntryDiagnoser::State::ofValue(const std::string& valu
 EntryDiagnoser::Explored& EntryDiagnoser::State::ofGraph(const std::string& name) {
     if (const auto found = byGraph.find(name); found != byGraph.end()) return found->second;
     Explored explored;
-    std::optional<ParadigmPaths> paths = exploreParadigm(name, paradigms, options);
-    if (paths) {
+    const bool defined = grammars.siteOf(name) != nullptr;
+    if (const std::optional<ExplorationFailure> failure = failureOf(paradigms, name, options)) {
+        explored.finding = explorationFinding(*failure, name, name, defined);
+    } else if (std::optional<ParadigmPaths> paths = exploreParadigm(name, paradigms, options)) {
         explored.paths = std::make_shared<const ParadigmPaths>(std::move(*paths));
     } else {
-        explored.finding = explorationFinding(paradigms, name, name, grammars.siteOf(name) != nullptr);
+        explored.finding = defined ? atRule(DiagnosticCode::ruleFails, message::noPath(name), name)
+                                   : atEntry(DiagnosticCode::paradigmFails, message::noPath(name), 0);
     }
     return byGraph.emplace(name, std::move(explored)).first->second;
 }
