@@ -105,23 +105,38 @@ std::optional<LexemeView> matchLexeme(std::string_view lexeme) {
 
 // Sorts by canonical order, keeping equal items in their order. The lists of
 // one entry hold a handful of items: an insertion sort serves them without
-// the temporary buffer of std::stable_sort.
-template <typename Text> void stableSortCanonical(std::vector<Text>& items) {
+// the temporary buffer of std::stable_sort. ASCII text is in NFC, so when
+// every item is ASCII, canonical order is byte order.
+template <typename Text> void stableSortCanonical(std::vector<Text>& items, bool ascii) {
     constexpr std::size_t shortList = 16;
     if (items.size() > shortList) {
-        std::stable_sort(items.begin(), items.end(), CanonicalLess());
+        if (ascii)
+            std::stable_sort(items.begin(), items.end(), std::less<>());
+        else
+            std::stable_sort(items.begin(), items.end(), CanonicalLess());
         return;
     }
     for (std::size_t i = 1; i < items.size(); ++i) {
-        for (std::size_t j = i; j > 0 && compareCanonical(items[j], items[j - 1]) < 0; --j) {
+        for (std::size_t j = i; j > 0; --j) {
+            const bool less = ascii ? std::string_view(items[j]) < std::string_view(items[j - 1])
+                                    : compareCanonical(items[j], items[j - 1]) < 0;
+            if (!less) break;
             std::swap(items[j], items[j - 1]);
         }
     }
 }
 
+template <typename Text> bool allAscii(const std::vector<Text>& items) {
+    return std::all_of(items.begin(), items.end(), [](std::string_view item) { return isAscii(item); });
+}
+
 // Sorts, then drops the later of canonically equal neighbours.
-template <typename Text> void sortUnique(std::vector<Text>& items) {
-    stableSortCanonical(items);
+template <typename Text> void sortUnique(std::vector<Text>& items, bool ascii) {
+    stableSortCanonical(items, ascii);
+    if (ascii) {
+        items.erase(std::unique(items.begin(), items.end()), items.end());
+        return;
+    }
     items.erase(std::unique(items.begin(), items.end(),
                             [](std::string_view a, std::string_view b) { return canonicallyEqual(a, b); }),
                 items.end());
@@ -129,9 +144,10 @@ template <typename Text> void sortUnique(std::vector<Text>& items) {
 
 // Removes the later of canonically equal items, keeping the first; then
 // sorts when asked. Stable, so that among equal items the first one stays.
-void removeDuplicatesAndSort(std::vector<std::string_view>& items, bool sort) {
+// `ascii`: every item is ASCII (canonical equality is then byte equality).
+void removeDuplicatesAndSort(std::vector<std::string_view>& items, bool sort, bool ascii) {
     if (sort) {
-        sortUnique(items);
+        sortUnique(items, ascii);
         return;
     }
     constexpr std::size_t smallList = 16;
@@ -139,8 +155,9 @@ void removeDuplicatesAndSort(std::vector<std::string_view>& items, bool sort) {
     kept.reserve(items.size());
     if (items.size() <= smallList) {
         for (const std::string_view item : items) {
-            const bool seen = std::any_of(kept.begin(), kept.end(),
-                                          [&](std::string_view other) { return canonicallyEqual(item, other); });
+            const bool seen = std::any_of(kept.begin(), kept.end(), [&](std::string_view other) {
+                return ascii ? item == other : canonicallyEqual(item, other);
+            });
             if (!seen) kept.push_back(item);
         }
     } else {
@@ -191,7 +208,7 @@ std::optional<std::vector<std::string_view>> splitPropertyViews(std::string_view
         return std::nullopt;
     }
     items.push_back(text.substr(itemBegin));
-    removeDuplicatesAndSort(items, sort);
+    removeDuplicatesAndSort(items, sort, isAscii(text));
     return items;
 }
 
@@ -276,10 +293,10 @@ ClassifiedProperties classifyProperties(std::string_view category, const Items& 
     }
     // Appending only what is not there yet, then sorting, is a stable sort
     // followed by dropping the later of equal neighbours.
-    sortUnique(classified.lexProperties);
-    sortUnique(classified.morphoProperties);
-    stableSortCanonical(classified.flxParadigms);
-    stableSortCanonical(classified.drvParadigms);
+    sortUnique(classified.lexProperties, allAscii(classified.lexProperties));
+    sortUnique(classified.morphoProperties, allAscii(classified.morphoProperties));
+    stableSortCanonical(classified.flxParadigms, allAscii(classified.flxParadigms));
+    stableSortCanonical(classified.drvParadigms, allAscii(classified.drvParadigms));
     return classified;
 }
 
@@ -321,7 +338,7 @@ splitLexicalInformation(const std::vector<std::string>& categoryAndPropertiesStr
     LexicalInformation information;
     information.category = std::string(items->front());
     items->erase(items->begin());
-    removeDuplicatesAndSort(*items, true);
+    removeDuplicatesAndSort(*items, true, isAscii(joined));
     information.properties = toStrings(*items);
     return information;
 }

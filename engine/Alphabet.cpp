@@ -4,6 +4,7 @@
 
 #include "TextServices.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace lexpand {
@@ -158,38 +159,54 @@ const Label EPSILON{"<E>", "", Label::InputType::epsilon};
 constinit const Label EPSILON{"<E>", "", Label::InputType::epsilon};
 #endif
 
-std::optional<Label> Label::init(std::string_view inputString, std::string_view outputString) {
-    const auto make = [&](InputType inputType) {
-        return std::optional<Label>(Label{std::string(inputString), std::string(outputString), inputType});
-    };
-    if (inputString.empty()) return std::nullopt;
+namespace {
 
-    const std::vector<std::string_view> characters = graphemeClusterViews(inputString);
+using Characters = std::vector<std::string_view>;
+
+bool holdsCharacter(const Characters& characters, std::string_view wanted) {
+    return std::find(characters.begin(), characters.end(), wanted) != characters.end();
+}
+
+// The kind of a text of two characters or more that begins with "<".
+std::optional<Label::InputType> bracketedKind(std::string_view text, const Characters& characters) {
+    if (characters.back() != ">") return std::nullopt;
+    if (text == "<E>") return Label::InputType::epsilon;
+    if (!matchesSymbolPattern(text)) return std::nullopt;
+    return Label::InputType::bracketSymbol;
+}
+
+// The kind of a text of two characters or more that begins with a double
+// quote: exactly two quotes, at both ends, and no backslash.
+std::optional<Label::InputType> quotedKind(const Characters& characters) {
+    if (characters.back() != "\"" || holdsCharacter(characters, "\\")) return std::nullopt;
+    if (std::count(characters.begin(), characters.end(), "\"") != 2) return std::nullopt;
+    return Label::InputType::quotedString;
+}
+
+// The kind of a label's input text, told by its characters (the first rule
+// that applies decides); absent when the text is rejected.
+std::optional<Label::InputType> inputTypeOf(std::string_view text, const Characters& characters) {
+    using Type = Label::InputType;
     const std::string_view first = characters.front();
-    const std::string_view last = characters.back();
-    const auto holdsBackslash = [&] {
-        for (const std::string_view character : characters)
-            if (character == "\\") return true;
-        return false;
-    };
-
-    if (characters.size() == 1) return first == "\\" ? std::nullopt : make(InputType::standard);
-    if (inputString == "$(") return std::nullopt;
-    if (first == "\\") return characters.size() == 2 ? make(InputType::protectedCharacter) : std::nullopt;
-    if (first == ":") return holdsBackslash() ? std::nullopt : make(InputType::colonSymbol);
+    if (characters.size() == 1) return first == "\\" ? std::nullopt : std::optional(Type::standard);
+    if (text == "$(") return std::nullopt;
+    if (first == "\\") return characters.size() == 2 ? std::optional(Type::protectedCharacter) : std::nullopt;
+    const bool holdsBackslash = holdsCharacter(characters, "\\");
+    if (first == ":") return holdsBackslash ? std::nullopt : std::optional(Type::colonSymbol);
     if (first == "$" && (characters[1] == "(" || characters[1] == ")"))
-        return holdsBackslash() ? std::nullopt : make(InputType::variableDefinition);
-    if (first == "<") {
-        if (last != ">") return std::nullopt;
-        if (inputString == "<E>") return make(InputType::epsilon);
-        return matchesSymbolPattern(inputString) ? make(InputType::bracketSymbol) : std::nullopt;
-    }
-    if (first != "\"") return make(InputType::standard);
-    if (last != "\"" || holdsBackslash()) return std::nullopt;
-    std::size_t quotes = 0;
-    for (const std::string_view character : characters)
-        if (character == "\"") ++quotes;
-    return quotes == 2 ? make(InputType::quotedString) : std::nullopt;
+        return holdsBackslash ? std::nullopt : std::optional(Type::variableDefinition);
+    if (first == "<") return bracketedKind(text, characters);
+    if (first == "\"") return quotedKind(characters);
+    return Type::standard;
+}
+
+} // namespace
+
+std::optional<Label> Label::init(std::string_view inputString, std::string_view outputString) {
+    if (inputString.empty()) return std::nullopt;
+    const std::optional<InputType> inputType = inputTypeOf(inputString, graphemeClusterViews(inputString));
+    if (!inputType) return std::nullopt;
+    return Label{std::string(inputString), std::string(outputString), *inputType};
 }
 
 std::string Label::description() const {

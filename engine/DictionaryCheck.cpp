@@ -80,12 +80,7 @@ struct ShapeNotes {
         std::string message;
     };
     std::vector<Note> notes;
-    struct Dropped {
-        std::size_t form = 0;
-        Inconsistency why;
-    };
-    std::vector<Dropped> dropped;
-    bool noForm = false;
+    bool dropsForms = false; // fewer lines are printed than there are forms
     std::size_t bytes = 0;
 };
 
@@ -127,8 +122,8 @@ struct DictionaryChecker::State {
     void reportFinding(const EntryFinding& finding, std::string_view line, std::size_t offset, LineCounter& counter);
     const ShapeNotes& notesOf(std::string_view key, const ALU& alu, const LexemeView& lexeme, std::int64_t printed);
     std::optional<std::size_t> formCount(const ALU& alu);
+    void reportDroppedForms(const ALU& alu, std::string_view line, std::size_t offset, LineCounter& counter);
     void markUsed(const ALU& alu);
-    void addDroppedForms(ShapeNotes& notes, const ALU& alu);
 };
 
 // The location of byte `offset` of `line`, which begins at byte `lineOffset`
@@ -177,71 +172,54 @@ void DictionaryChecker::State::markUsed(const ALU& alu) {
     }
 }
 
-// The forms of a shape that lexpand drops, each with its clash: the forms'
-// property lists made as the expansion makes them, for a placeholder word.
-void DictionaryChecker::State::addDroppedForms(ShapeNotes& notes, const ALU& alu) {
-    std::vector<std::vector<std::string>> listed;
-    for (const std::string& value : alu.flxParadigms) {
-        const auto paths = diagnoser.inflectionPaths(value);
-        if (!paths) return;
-        for (const ParadigmPath& path : *paths) listed.push_back(inflectedFormProperties(alu, path.properties));
-    }
-    std::vector<std::string> categories(listed.size(), alu.category);
-    for (const std::string& value : alu.drvParadigms) {
-        const std::size_t colon = value.rfind(':');
-        const std::string inflectionName = colon == std::string::npos
-                                               ? (alu.flxParadigms.empty() ? std::string() : alu.flxParadigms.front())
-                                               : value.substr(colon + 1);
-        const auto derivation = diagnoser.graphPaths(colon == std::string::npos ? value : value.substr(0, colon));
-        const auto inflection = inflectionName.empty() ? nullptr : diagnoser.graphPaths(inflectionName);
-        if (!derivation || (!inflectionName.empty() && !inflection)) return;
-        for (const ParadigmPath& path : *derivation) {
-            if (!path.derivedInformation) return;
-            const LexicalInformation& derived = *path.derivedInformation;
-            if (!inflection) {
-                listed.push_back(derivedFormProperties(alu, derived.category, derived.properties, nullptr));
-                categories.push_back(derived.category);
-                continue;
-            }
-            for (const ParadigmPath& inflectionPath : *inflection) {
-                listed.push_back(
-                    derivedFormProperties(alu, derived.category, derived.properties, &inflectionPath.properties));
-                categories.push_back(derived.category);
-            }
-        }
-    }
-    for (std::size_t i = 0; i < listed.size(); ++i) {
-        const std::vector<std::string> properties = sortedPropertyList(std::move(listed[i]), "<E>");
-        const std::optional<FormLine> line =
-            assembleFormLine("x", categories[i], alu.morphologicalProperties, properties, definitions);
-        if (!line || !line->inconsistent) continue;
-        if (std::optional<Inconsistency> why =
-                explainInconsistency(categories[i], alu.morphologicalProperties, properties, definitions))
-            notes.dropped.push_back({i, std::move(*why)});
-    }
-    notes.noForm = !listed.empty() && notes.dropped.size() == listed.size();
+// How many forms the paradigms of `alu` make (printed or dropped); absent
+// when they cannot be explored. Cost: a count of the paths of each paradigm,
+// an exploration for one whose paths are not held.
+std::optional<std::size_t> DictionaryChecker::State::formCount(const ALU& alu) {
+    const std::optional<EntryParadigms> paradigms = diagnoser.paradigmsOf(alu);
+    if (!paradigms) return std::nullopt;
+    const auto pathsOf = [](const Paradigm& paradigm) {
+        if (const ParadigmPaths* held = paradigm.held()) return held->size();
+        std::size_t count = 0;
+        paradigm.forEachPath([&](const ParadigmPath&) { return ++count > 0; });
+        return count;
+    };
+    std::size_t count = 0;
+    for (const Paradigm& inflection : paradigms->inflections) count += pathsOf(inflection);
+    for (const DerivationParadigms& derivation : paradigms->derivations)
+        count += pathsOf(derivation.derivation) * (derivation.inflection ? pathsOf(*derivation.inflection) : 1);
+    return count;
 }
 
-// How many forms the paradigms of `alu` make (printed or dropped); absent
-// when they cannot be explored.
-std::optional<std::size_t> DictionaryChecker::State::formCount(const ALU& alu) {
-    std::size_t count = 0;
-    for (const std::string& value : alu.flxParadigms) {
-        const auto paths = diagnoser.inflectionPaths(value);
-        if (!paths) return std::nullopt;
-        count += paths->size();
-    }
-    for (const std::string& value : alu.drvParadigms) {
-        const std::size_t colon = value.rfind(':');
-        const std::string inflectionName = colon == std::string::npos
-                                               ? (alu.flxParadigms.empty() ? std::string() : alu.flxParadigms.front())
-                                               : value.substr(colon + 1);
-        const auto derivation = diagnoser.graphPaths(colon == std::string::npos ? value : value.substr(0, colon));
-        const auto inflection = inflectionName.empty() ? nullptr : diagnoser.graphPaths(inflectionName);
-        if (!derivation || (!inflectionName.empty() && !inflection)) return std::nullopt;
-        count += derivation->size() * (inflection ? inflection->size() : 1);
-    }
-    return count;
+// Reports each form of `alu` that lexpand drops as inconsistent, with the
+// clash, then the entry when it drops them all: the forms made and their
+// lines assembled as the expansion makes them, one at a time.
+void DictionaryChecker::State::reportDroppedForms(const ALU& alu, std::string_view line, std::size_t offset,
+                                                  LineCounter& counter) {
+    const std::optional<EntryParadigms> paradigms = diagnoser.paradigmsOf(alu);
+    if (!paradigms) return;
+    std::size_t forms = 0;
+    std::size_t dropped = 0;
+    forEachForm(alu, *paradigms, [&](const EntryForm& form) {
+        ++forms;
+        const std::vector<std::string> properties =
+            sortedPropertyList(listedProperties(alu, form), std::string(form.reverseCommand));
+        const std::optional<FormLine> formLine =
+            assembleFormLine(form.wordForm, *form.category, alu.morphologicalProperties, properties, definitions);
+        if (!formLine || !formLine->inconsistent) return true;
+        ++dropped;
+        const std::optional<Inconsistency> why =
+            explainInconsistency(*form.category, alu.morphologicalProperties, properties, definitions);
+        if (why) {
+            reporter.report(makeDiagnostic(
+                DiagnosticCode::inconsistentForm, locateInLine(counter, line, offset, 0),
+                message::inconsistentForm(form.wordForm, why->property, why->firstValue, why->secondValue)));
+        }
+        return true;
+    });
+    if (forms > 0 && dropped == forms)
+        reporter.report(
+            makeDiagnostic(DiagnosticCode::noForm, locateInLine(counter, line, offset, 0), message::noForm()));
 }
 
 // The notes of the shape `key` of the entry `alu`, which printed `printed`
@@ -287,7 +265,7 @@ const ShapeNotes& DictionaryChecker::State::notesOf(std::string_view key, const 
         }
         if (!definitions.exclusivePropertyNames.empty()) {
             const std::optional<std::size_t> forms = formCount(alu);
-            if (!forms || static_cast<std::int64_t>(*forms) != printed) addDroppedForms(notes, alu);
+            notes.dropsForms = !forms || static_cast<std::int64_t>(*forms) != printed;
         }
     }
     notes.bytes = sizeof(ShapeNotes) + key.size();
@@ -325,16 +303,9 @@ std::int64_t DictionaryChecker::State::checkLine(std::string_view line, std::siz
     const auto lemmaBegin = static_cast<std::size_t>(lexeme.entry.data() - line.data());
     if (lemmaBegin > 0) report(DiagnosticCode::ignoredText, 0, message::textBeforeLemma(line.substr(0, lemmaBegin)));
     for (const ShapeNotes::Note& note : notes->notes) report(note.code, keyBegin + note.offset, note.message);
-    if (!notes->dropped.empty()) {
+    if (notes->dropsForms) {
         if (!alu) alu = ALU::init(line, &definitions);
-        const std::vector<std::string> wordForms = diagnoser.wordForms(*alu);
-        for (const ShapeNotes::Dropped& dropped : notes->dropped) {
-            const std::string wordForm = dropped.form < wordForms.size() ? wordForms[dropped.form] : std::string();
-            report(DiagnosticCode::inconsistentForm, 0,
-                   message::inconsistentForm(wordForm, dropped.why.property, dropped.why.firstValue,
-                                             dropped.why.secondValue));
-        }
-        if (notes->noForm) report(DiagnosticCode::noForm, 0, message::noForm());
+        reportDroppedForms(*alu, line, offset, counter);
     }
     const std::uint64_t lemmaHash = std::hash<std::string_view>()(lexeme.entry);
     keys.push_back(

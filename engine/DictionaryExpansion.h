@@ -4,6 +4,7 @@
 #ifndef LEXPAND_ENGINE_DICTIONARYEXPANSION_H
 #define LEXPAND_ENGINE_DICTIONARYEXPANSION_H
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -34,14 +35,29 @@ std::optional<std::int64_t> inflectAndDeriveDictionary(const std::string& dictio
                                                        const PropertiesDefinitions& propertiesDefinitions,
                                                        const MGFSA& morphologicalParadigms, LineSink& sink);
 
-// The same for a dictionary whose text was already read (well-formed UTF-8),
-// `options` bounding the exploration of each paradigm. Cost: linear in the
-// text and in the forms printed, plus the exploration of each distinct
-// paradigm.
+// How a dictionary is expanded. The defaults are lexpand's; tests choose
+// other threads and chunks to reach every boundary.
+struct ExpansionOptions {
+    ExploreOptions explore;                         // bounds the exploration of each paradigm
+    unsigned threads = 0;                           // workers; 0: as many as the machine runs at once
+    std::size_t chunkBytes = std::size_t{64} << 10; // text a worker takes at a time (cut at a line end)
+    std::size_t chunksInFlight = 8;                 // chunks taken and not yet written, at most
+    std::size_t blockBytes = std::size_t{1} << 20;  // lines handed to the writer at a time
+    std::size_t blocksPerChunk = 4;                 // blocks of a chunk waiting for the writer, at most
+};
+
+// The same for a dictionary whose text was already read (well-formed UTF-8).
+// The entries are expanded on `options.threads` threads, and the sink
+// receives exactly what one thread sends, from the calling thread only: the
+// same lines in the same order, and when an entry fails, the lines before it
+// and none after it. Cost: linear in the text and in the forms printed, plus
+// the exploration of each distinct paradigm by each worker. Memory: the
+// workers' caches (FormLines, Paradigms), plus at most chunksInFlight times
+// (blocksPerChunk + 1) times blockBytes of lines waiting to be written.
 std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText,
                                                  const PropertiesDefinitions& propertiesDefinitions,
                                                  const MGFSA& morphologicalParadigms, LineSink& sink,
-                                                 const ExploreOptions& options = {});
+                                                 const ExpansionOptions& options = {});
 
 } // namespace lexpand
 

@@ -73,14 +73,12 @@ bool isPlainName(const std::string& value) {
 
 } // namespace
 
-// What is known of one paradigm: its paths, or why it cannot be explored;
-// and, once a message needs them, the commands and outputs of its paths as
-// the exploration writes them.
+// What is known of one paradigm: its paths (held while few, explored again
+// on each use past that, as the paradigm cache does), or why it cannot be
+// explored.
 struct EntryDiagnoser::Explored {
-    std::shared_ptr<const ParadigmPaths> paths;
+    std::optional<Paradigm> paradigm;
     std::optional<EntryFinding> finding; // when it fails; an entry finding's offset is within the value
-    bool haveTexts = false;
-    ExplorationResult texts;
 };
 
 struct EntryDiagnoser::State {
@@ -89,20 +87,28 @@ struct EntryDiagnoser::State {
         : definitions(propertiesDefinitions), grammars(grammarChecker), paradigms(grammarChecker.paradigms()),
           options(exploreOptions) {}
 
+    // A path's command and outputs as the exploration writes them, for messages.
+    struct PathText {
+        std::string input;
+        std::vector<std::string> outputs;
+    };
+
     const PropertiesDefinitions& definitions;
     const GrammarChecker& grammars;
     const MGFSA& paradigms;
     const ExploreOptions options;
-    std::optional<MGFSA> grammarWithMain; // the paradigms and the "_Main" of the last value explored
+    std::optional<MGFSA> grammarWithMain; // the paradigms and the "_Main" of the last value set
     std::string mainValue;                // that value
     std::unordered_map<std::string, Explored> byValue;
     std::unordered_map<std::string, Explored> byGraph;
 
     bool setMain(const std::string& value);
+    Explored explore(const MGFSA& grammar, const std::string& start, const std::string& shown, bool ownedByRule);
     Explored& ofValue(const std::string& value);
     Explored& ofGraph(const std::string& name);
-    const ExplorationResult& textsOfValue(const std::string& value);
-    const ExplorationResult& textsOfGraph(const std::string& name);
+    PathText pathText(const MGFSA& grammar, const std::string& start, std::size_t index) const;
+    PathText textOfValuePath(const std::string& value, std::size_t index);
+    PathText textOfGraphPath(const std::string& name, std::size_t index) const;
     EntryFinding explorationFinding(const ExplorationFailure& failure, const std::string& start,
                                     const std::string& shown, bool ownedByRule);
     std::optional<EntryFinding> checkInflection(const std::string& value, const std::string& lemma, std::size_t at);
@@ -125,14 +131,18 @@ bool EntryDiagnoser::State::setMain(const std::string& value) {
 
 namespace {
 
-// Why exploring `start` in `grammar` fails; absent when it does not. The
-// exploration runs without keeping its paths, so that a paradigm that fails
-// late (past the path limit) costs one run here.
+// Explores `start` in `grammar`, counting its paths without keeping them;
+// the failure when it fails. A paradigm that fails late (past the path
+// limit) costs one run here.
 std::optional<ExplorationFailure> failureOf(const MGFSA& grammar, const std::string& start,
-                                            const ExploreOptions& options) {
+                                            const ExploreOptions& options, std::size_t& paths) {
     ExplorationFailure failure;
-    const auto ignore = [](const FoundPath&) { return true; };
-    if (explorePaths(grammar, start, LinguisticLevel::orthographic, 1, options, ignore, &failure) ==
+    paths = 0;
+    const auto count = [&](const FoundPath&) {
+        ++paths;
+        return true;
+    };
+    if (explorePaths(grammar, start, LinguisticLevel::orthographic, 1, options, count, &failure) ==
         ExplorationEnd::finished)
         return std::nullopt;
     return failure;
@@ -184,6 +194,26 @@ EntryFinding EntryDiagnoser::State::explorationFinding(const ExplorationFailure&
     return limit(message::tooManySteps(shown));
 }
 
+// Explores `start` in `grammar`: its paradigm (its paths held while they are
+// few, else a copy of the grammar to explore again), or why it fails.
+EntryDiagnoser::Explored EntryDiagnoser::State::explore(const MGFSA& grammar, const std::string& start,
+                                                        const std::string& shown, bool ownedByRule) {
+    Explored explored;
+    std::size_t paths = 0;
+    if (const std::optional<ExplorationFailure> failure = failureOf(grammar, start, options, paths)) {
+        explored.finding = explorationFinding(*failure, start, shown, ownedByRule);
+    } else if (paths == 0) {
+        explored.finding = ownedByRule ? atRule(DiagnosticCode::ruleFails, message::noPath(shown), shown)
+                                       : atEntry(DiagnosticCode::paradigmFails, message::noPath(shown), 0);
+    } else if (paths <= ParadigmCache::defaultHeldPaths) {
+        if (std::optional<ParadigmPaths> held = exploreParadigm(start, grammar, options))
+            explored.paradigm = Paradigm(std::make_shared<const ParadigmPaths>(std::move(*held)));
+    } else {
+        explored.paradigm = Paradigm(std::make_shared<const MGFSA>(grammar), start, options);
+    }
+    return explored;
+}
+
 EntryDiagnoser::Explored& EntryDiagnoser::State::ofValue(const std::string& value) {
     if (const auto found = byValue.find(value); found != byValue.end()) return found->second;
     Explored explored;
@@ -200,144 +230,133 @@ EntryDiagnoser::Explored& EntryDiagnoser::State::ofValue(const std::string& valu
             atEntry(DiagnosticCode::paradigmDoesNotCompile, message::paradigmDoesNotCompile(value, because),
                     fault.offset >= shift ? fault.offset - shift : 0);
     } else if (setMain(value)) {
-        const bool plain = isPlainName(value) && grammars.siteOf(value) != nullptr;
-        if (const std::optional<ExplorationFailure> failure = failureOf(*grammarWithMain, "_Main", options)) {
-            explored.finding = explorationFinding(*failure, "_Main", value, plain);
-        } else if (std::optional<ParadigmPaths> paths = exploreParadigm("_Main", *grammarWithMain, options)) {
-            explored.paths = std::make_shared<const ParadigmPaths>(std::move(*paths));
-        } else {
-            explored.finding = plain ? atRule(DiagnosticCode::ruleFails, message::noPath(value), value)
-                                     : atEntry(DiagnosticCode::paradigmFails, message::noPath(value), 0);
-        }
+        explored = explore(*grammarWithMain, "_Main", value, isPlainName(value) && grammars.siteOf(value) != nullptr);
     }
     return byValue.emplace(value, std::move(explored)).first->second;
 }
 
 EntryDiagnoser::Explored& EntryDiagnoser::State::ofGraph(const std::string& name) {
     if (const auto found = byGraph.find(name); found != byGraph.end()) return found->second;
-    Explored explored;
-    const bool defined = grammars.siteOf(name) != nullptr;
-    if (const std::optional<ExplorationFailure> failure = failureOf(paradigms, name, options)) {
-        explored.finding = explorationFinding(*failure, name, name, defined);
-    } else if (std::optional<ParadigmPaths> paths = exploreParadigm(name, paradigms, options)) {
-        explored.paths = std::make_shared<const ParadigmPaths>(std::move(*paths));
-    } else {
-        explored.finding = defined ? atRule(DiagnosticCode::ruleFails, message::noPath(name), name)
-                                   : atEntry(DiagnosticCode::paradigmFails, message::noPath(name), 0);
-    }
-    return byGraph.emplace(name, std::move(explored)).first->second;
+    return byGraph.emplace(name, explore(paradigms, name, name, grammars.siteOf(name) != nullptr)).first->second;
 }
 
-const ExplorationResult& EntryDiagnoser::State::textsOfValue(const std::string& value) {
-    Explored& explored = ofValue(value);
-    if (!explored.haveTexts && setMain(value)) {
-        explored.texts =
-            grammarWithMain->explore("_Main", LinguisticLevel::orthographic, 1, options).value_or(ExplorationResult());
-        explored.haveTexts = true;
-    }
-    return explored.texts;
+// The text of path `index` of `start` in `grammar`, found again by exploring.
+EntryDiagnoser::State::PathText EntryDiagnoser::State::pathText(const MGFSA& grammar, const std::string& start,
+                                                                std::size_t index) const {
+    PathText text;
+    std::size_t seen = 0;
+    explorePaths(grammar, start, LinguisticLevel::orthographic, 1, options, [&](const FoundPath& path) {
+        if (seen++ < index) return true;
+        text.input = std::string(trimWhiteSpaceAndNewlines(path.input));
+        for (const std::string* output : path.outputs) text.outputs.push_back(*output);
+        return false;
+    });
+    return text;
 }
 
-const ExplorationResult& EntryDiagnoser::State::textsOfGraph(const std::string& name) {
-    Explored& explored = ofGraph(name);
-    if (!explored.haveTexts) {
-        explored.texts =
-            paradigms.explore(name, LinguisticLevel::orthographic, 1, options).value_or(ExplorationResult());
-        explored.haveTexts = true;
-    }
-    return explored.texts;
+EntryDiagnoser::State::PathText EntryDiagnoser::State::textOfValuePath(const std::string& value, std::size_t index) {
+    if (!setMain(value)) return PathText();
+    return pathText(*grammarWithMain, "_Main", index);
 }
 
-namespace {
-
-std::string textAt(const std::vector<std::string>& texts, std::size_t i) {
-    return i < texts.size() ? texts[i] : std::string();
+EntryDiagnoser::State::PathText EntryDiagnoser::State::textOfGraphPath(const std::string& name,
+                                                                       std::size_t index) const {
+    return pathText(paradigms, name, index);
 }
-
-} // namespace
 
 // Applies each path of the inflection `value` to `lemma`; the first that
 // fails, as a finding at `at`.
 std::optional<EntryFinding> EntryDiagnoser::State::checkInflection(const std::string& value, const std::string& lemma,
                                                                    std::size_t at) {
-    const ParadigmPaths& paths = *ofValue(value).paths;
-    for (std::size_t i = 0; i < paths.size(); ++i) {
-        const ParadigmPath& path = paths[i];
+    std::optional<EntryFinding> finding;
+    std::size_t i = 0;
+    ofValue(value).paradigm->forEachPath([&](const ParadigmPath& path) {
         if (!path.command) {
-            const std::string command = textAt(textsOfValue(value).input, i);
-            if (isPlainName(value) && grammars.siteOf(value) != nullptr)
-                return atRule(DiagnosticCode::ruleFails, message::commandDoesNotParse(value, i + 1, command), value);
-            return atEntry(DiagnosticCode::cannotInflect, message::commandDoesNotParse(value, i + 1, command), at);
+            const std::string text = message::commandDoesNotParse(value, i + 1, textOfValuePath(value, i).input);
+            finding = isPlainName(value) && grammars.siteOf(value) != nullptr
+                          ? atRule(DiagnosticCode::ruleFails, text, value)
+                          : atEntry(DiagnosticCode::cannotInflect, text, at);
+        } else if (!applyPath(lemma, path)) {
+            finding = atEntry(DiagnosticCode::cannotInflect,
+                              message::cannotInflect(value, lemma, i + 1, textOfValuePath(value, i).input,
+                                                     editFailureOf(lemma, *path.command)),
+                              at);
         }
-        if (Morphology::applyParsedCommand(lemma, *path.command)) continue;
-        return atEntry(DiagnosticCode::cannotInflect,
-                       message::cannotInflect(value, lemma, i + 1, textAt(textsOfValue(value).input, i),
-                                              editFailureOf(lemma, *path.command)),
-                       at);
-    }
-    return std::nullopt;
+        ++i;
+        return !finding;
+    });
+    return finding;
 }
 
 std::optional<EntryFinding> EntryDiagnoser::State::checkDerivation(const std::string& derivationName,
                                                                    const std::string& inflectionName,
                                                                    const std::string& lemma, std::size_t at) {
-    const ParadigmPaths& derivation = *ofGraph(derivationName).paths;
-    const ParadigmPaths* inflection = inflectionName.empty() ? nullptr : ofGraph(inflectionName).paths.get();
+    const Paradigm& derivation = *ofGraph(derivationName).paradigm;
+    const Paradigm* inflection = inflectionName.empty() ? nullptr : &*ofGraph(inflectionName).paradigm;
     const auto unparsable = [&](const std::string& graph, std::size_t i) {
-        const std::string command = textAt(textsOfGraph(graph).input, i);
+        const std::string command = textOfGraphPath(graph, i).input;
         return atRule(DiagnosticCode::ruleFails, message::commandDoesNotParse(graph, i + 1, command), graph);
     };
-    for (std::size_t j = 0; j < derivation.size(); ++j) {
-        const ParadigmPath& path = derivation[j];
+    std::optional<EntryFinding> finding;
+    std::size_t j = 0;
+    derivation.forEachPath([&](const ParadigmPath& path) {
         if (!path.derivedInformation) {
-            const ExplorationResult& texts = textsOfGraph(derivationName);
-            return atRule(
+            finding = atRule(
                 DiagnosticCode::ruleFails,
-                message::derivationDoesNotSplit(derivationName, j + 1,
-                                                j < texts.output.size() ? texts.output[j] : std::vector<std::string>()),
+                message::derivationDoesNotSplit(derivationName, j + 1, textOfGraphPath(derivationName, j).outputs),
                 derivationName);
+            return false;
         }
-        if (!path.command) return unparsable(derivationName, j);
-        const std::optional<Morphology::EditResult> derived = Morphology::applyParsedCommand(lemma, *path.command);
+        if (!path.command) {
+            finding = unparsable(derivationName, j);
+            return false;
+        }
+        const std::optional<Morphology::EditResult> derived = applyPath(lemma, path);
         if (!derived) {
-            return atEntry(DiagnosticCode::cannotDerive,
-                           message::cannotDerive(derivationName, lemma, j + 1,
-                                                 textAt(textsOfGraph(derivationName).input, j),
-                                                 editFailureOf(lemma, *path.command)),
-                           at);
+            finding =
+                atEntry(DiagnosticCode::cannotDerive,
+                        message::cannotDerive(derivationName, lemma, j + 1, textOfGraphPath(derivationName, j).input,
+                                              editFailureOf(lemma, *path.command)),
+                        at);
+            return false;
         }
-        if (inflection == nullptr) continue;
-        for (std::size_t k = 0; k < inflection->size(); ++k) {
-            const ParadigmPath& inflectionPath = (*inflection)[k];
-            if (!inflectionPath.command) return unparsable(inflectionName, k);
-            const std::string& derivedForm = derived->resultingWordForm;
-            const std::optional<Morphology::EditResult> inflected =
-                Morphology::applyParsedCommand(derivedForm, *inflectionPath.command);
+        ++j;
+        if (inflection == nullptr) return true;
+        std::size_t k = 0;
+        const std::string& derivedForm = derived->resultingWordForm;
+        inflection->forEachPath([&](const ParadigmPath& inflectionPath) {
+            if (!inflectionPath.command) {
+                finding = unparsable(inflectionName, k);
+                return false;
+            }
+            const std::optional<Morphology::EditResult> inflected = applyPath(derivedForm, inflectionPath);
             if (!inflected) {
-                return atEntry(DiagnosticCode::cannotDerive,
-                               message::cannotInflectDerived(inflectionName, derivedForm, k + 1,
-                                                             textAt(textsOfGraph(inflectionName).input, k),
-                                                             editFailureOf(derivedForm, *inflectionPath.command)),
-                               at);
+                finding = atEntry(DiagnosticCode::cannotDerive,
+                                  message::cannotInflectDerived(inflectionName, derivedForm, k + 1,
+                                                                textOfGraphPath(inflectionName, k).input,
+                                                                editFailureOf(derivedForm, *inflectionPath.command)),
+                                  at);
+                return false;
             }
-            // The reverse command of this one form, made as the derivation makes it.
-            const ParadigmPaths oneDerivation{path};
-            const ParadigmPaths oneInflection{inflectionPath};
-            if (!Morphology::deriveThenInflect(lemma, oneDerivation, &oneInflection)) {
-                return atEntry(DiagnosticCode::cannotDerive,
-                               message::unwritableReverseCommand(inflected->resultingWordForm, derivationName), at);
+            if (!combinedReverseCommand(*inflected, *derived)) {
+                finding = atEntry(DiagnosticCode::cannotDerive,
+                                  message::unwritableReverseCommand(inflected->resultingWordForm, derivationName), at);
+                return false;
             }
-        }
-    }
-    return std::nullopt;
+            ++k;
+            return true;
+        });
+        return !finding;
+    });
+    return finding;
 }
 
 std::optional<EntryParadigms> EntryDiagnoser::State::paradigmsOf(const ALU& alu) {
     EntryParadigms entryParadigms;
     for (const std::string& value : alu.flxParadigms) {
-        std::shared_ptr<const ParadigmPaths> paths = ofValue(value).paths;
-        if (!paths) return std::nullopt;
-        entryParadigms.inflections.push_back(std::move(paths));
+        const std::optional<Paradigm>& paradigm = ofValue(value).paradigm;
+        if (!paradigm) return std::nullopt;
+        entryParadigms.inflections.push_back(*paradigm);
     }
     for (const std::string& value : alu.drvParadigms) {
         const std::size_t colon = value.rfind(':');
@@ -345,13 +364,14 @@ std::optional<EntryParadigms> EntryDiagnoser::State::paradigmsOf(const ALU& alu)
         const std::string derivationName = colon == std::string::npos ? value : value.substr(0, colon);
         const std::string inflectionName =
             colon == std::string::npos ? alu.flxParadigms.front() : value.substr(colon + 1);
-        DerivationParadigms derivation{ofGraph(derivationName).paths, nullptr};
-        if (!derivation.derivation) return std::nullopt;
+        const std::optional<Paradigm>& derivation = ofGraph(derivationName).paradigm;
+        if (!derivation) return std::nullopt;
+        DerivationParadigms derived{*derivation, std::nullopt};
         if (!inflectionName.empty()) {
-            derivation.inflection = ofGraph(inflectionName).paths;
-            if (!derivation.inflection) return std::nullopt;
+            derived.inflection = ofGraph(inflectionName).paradigm;
+            if (!derived.inflection) return std::nullopt;
         }
-        entryParadigms.derivations.push_back(std::move(derivation));
+        entryParadigms.derivations.push_back(std::move(derived));
     }
     return entryParadigms;
 }
@@ -362,20 +382,8 @@ EntryDiagnoser::EntryDiagnoser(const PropertiesDefinitions& definitions, const G
 
 EntryDiagnoser::~EntryDiagnoser() = default;
 
-std::shared_ptr<const ParadigmPaths> EntryDiagnoser::inflectionPaths(const std::string& value) {
-    return state_->ofValue(value).paths;
-}
-
-std::shared_ptr<const ParadigmPaths> EntryDiagnoser::graphPaths(const std::string& name) {
-    return state_->ofGraph(name).paths;
-}
-
-std::vector<std::string> EntryDiagnoser::wordForms(const ALU& alu) {
-    const std::optional<EntryParadigms> entryParadigms = state_->paradigmsOf(alu);
-    if (!entryParadigms) return {};
-    std::optional<EntryForms> forms = inflectAndDerive(alu, *entryParadigms);
-    if (!forms) return {};
-    return std::move(forms->wordForms);
+std::optional<EntryParadigms> EntryDiagnoser::paradigmsOf(const ALU& alu) {
+    return state_->paradigmsOf(alu);
 }
 
 EntryFinding EntryDiagnoser::diagnose(std::string_view line) {
@@ -441,32 +449,36 @@ EntryFinding EntryDiagnoser::diagnose(std::string_view line) {
 
     // Last, the line of each form.
     const std::optional<EntryParadigms> entryParadigms = state.paradigmsOf(*alu);
-    const std::optional<EntryForms> forms = entryParadigms ? inflectAndDerive(*alu, *entryParadigms) : std::nullopt;
-    if (!forms) return atEntry(DiagnosticCode::entryFails, message::entryFails(), 0);
-    std::size_t inflectedForms = 0;
-    for (const auto& paths : entryParadigms->inflections) inflectedForms += paths->size();
-    for (std::size_t i = 0; i < forms->wordForms.size(); ++i) {
-        if (assembleFormLine(forms->wordForms[i], forms->categories[i], alu->morphologicalProperties,
-                             forms->properties[i], state.definitions))
-            continue;
+    if (!entryParadigms) return atEntry(DiagnosticCode::entryFails, message::entryFails(), 0);
+    std::optional<EntryFinding> finding;
+    forEachForm(*alu, *entryParadigms, [&](const EntryForm& form) {
+        const std::vector<std::string> properties =
+            sortedPropertyList(listedProperties(*alu, form), std::string(form.reverseCommand));
+        if (assembleFormLine(form.wordForm, *form.category, alu->morphologicalProperties, properties,
+                             state.definitions))
+            return true;
         const std::optional<std::string> text = Morphology::addCategoryAndAllProperties(
-            forms->categories[i], &alu->morphologicalProperties, forms->properties[i], state.definitions);
-        if (text)
-            return atEntry(DiagnosticCode::invalidForm, message::invalidForm(forms->wordForms[i] + "," + *text), 0);
-        // Only a derivation gives a form a category of its own: find which.
-        std::size_t first = inflectedForms;
-        for (std::size_t d = 0; d < entryParadigms->derivations.size(); ++d) {
-            const DerivationParadigms& derivation = entryParadigms->derivations[d];
-            first += derivation.derivation->size() * (derivation.inflection ? derivation.inflection->size() : 1);
-            if (i < first) {
-                const std::string& name = derivations[d].derivationName;
-                return atRule(DiagnosticCode::ruleFails, message::derivedCategoryNotCapital(name, forms->categories[i]),
-                              name);
-            }
+            *form.category, &alu->morphologicalProperties, properties, state.definitions);
+        if (text || form.derivationProperties == nullptr) {
+            finding = atEntry(DiagnosticCode::invalidForm,
+                              message::invalidForm(std::string(form.wordForm) + "," + text.value_or("")), 0);
+            return false;
         }
-        return atEntry(DiagnosticCode::invalidForm, message::invalidForm(forms->wordForms[i]), 0);
-    }
-    return atEntry(DiagnosticCode::entryFails, message::entryFails(), 0);
+        // Only a derivation gives a form a category of its own: the first
+        // derivation with a path that gives this one.
+        for (std::size_t d = 0; d < derivations.size() && !finding; ++d) {
+            entryParadigms->derivations[d].derivation.forEachPath([&](const ParadigmPath& path) {
+                if (path.derivedInformation && path.derivedInformation->category == *form.category) {
+                    const std::string& name = derivations[d].derivationName;
+                    finding = atRule(DiagnosticCode::ruleFails,
+                                     message::derivedCategoryNotCapital(name, *form.category), name);
+                }
+                return !finding;
+            });
+        }
+        return false;
+    });
+    return finding.value_or(atEntry(DiagnosticCode::entryFails, message::entryFails(), 0));
 }
 
 EntryFinding explainNotAnEntry(std::string_view line) {

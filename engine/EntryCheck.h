@@ -56,14 +56,11 @@ public:
     // paradigm it names.
     EntryFinding diagnose(std::string_view line);
 
-    // The word forms of the entry `alu`, in form order; empty when the entry
-    // fails.
-    std::vector<std::string> wordForms(const ALU& alu);
-
-    // The paths of the paradigm an "FLX=" value stands for, and of a graph
-    // by name; null when they cannot be explored.
-    std::shared_ptr<const ParadigmPaths> inflectionPaths(const std::string& value);
-    std::shared_ptr<const ParadigmPaths> graphPaths(const std::string& name);
+    // The paradigms of the entry `alu`, as the paradigm cache gives them
+    // (the paths of a paradigm held up to ParadigmCache::defaultHeldPaths,
+    // explored again on each use past that); absent when one of them cannot
+    // be explored.
+    std::optional<EntryParadigms> paradigmsOf(const ALU& alu);
 
 private:
     struct Explored;

@@ -29,11 +29,22 @@ void appendForm(EntryForms& forms, std::string wordForm, const std::string& cate
 } // namespace
 
 std::vector<std::string> sortedPropertyList(std::vector<std::string> properties, const std::string& reverseCommand) {
+    std::string lexProperty = "_LEX=\"" + reverseCommand + "\"";
+    // ASCII text is in NFC: canonical order and equivalence are then byte
+    // order and equality.
+    const bool ascii = isAscii(lexProperty) && std::all_of(properties.begin(), properties.end(),
+                                                           [](const std::string& item) { return isAscii(item); });
+    if (ascii) {
+        std::stable_sort(properties.begin(), properties.end());
+        properties.erase(std::unique(properties.begin(), properties.end()), properties.end());
+        const auto position = std::upper_bound(properties.begin(), properties.end(), lexProperty);
+        properties.insert(position, std::move(lexProperty));
+        return properties;
+    }
     std::stable_sort(properties.begin(), properties.end(), CanonicalLess());
     properties.erase(std::unique(properties.begin(), properties.end(),
                                  [](const std::string& a, const std::string& b) { return canonicallyEqual(a, b); }),
                      properties.end());
-    std::string lexProperty = "_LEX=\"" + reverseCommand + "\"";
     const auto position = std::upper_bound(properties.begin(), properties.end(), lexProperty, CanonicalLess());
     properties.insert(position, std::move(lexProperty));
     return properties;
@@ -63,27 +74,64 @@ std::vector<std::string> derivedFormProperties(const ALU& alu, const std::string
     return listed;
 }
 
+namespace {
+
+// The forms of one derivation path: the derived form, or each of its forms
+// inflected by `inflection` (null for none).
+bool forEachDerivedForm(std::string_view lemma, const ParadigmPath& path, const Paradigm* inflection,
+                        const std::function<bool(const EntryForm&)>& visit) {
+    if (!path.derivedInformation) return false;
+    const LexicalInformation& derived = *path.derivedInformation;
+    const std::optional<Morphology::EditResult> derivedForm = applyPath(lemma, path);
+    if (!derivedForm) return false;
+    if (inflection == nullptr)
+        return visit(EntryForm{derivedForm->resultingWordForm, derivedForm->reverseCommand, &derived.category,
+                               &derived.properties, nullptr});
+    return inflection->forEachPath([&](const ParadigmPath& inflectionPath) {
+        const std::optional<Morphology::EditResult> inflected =
+            applyPath(derivedForm->resultingWordForm, inflectionPath);
+        if (!inflected) return false;
+        const std::optional<std::string> reverse = combinedReverseCommand(*inflected, *derivedForm);
+        if (!reverse) return false;
+        return visit(EntryForm{inflected->resultingWordForm, *reverse, &derived.category, &derived.properties,
+                               &inflectionPath.properties});
+    });
+}
+
+} // namespace
+
+bool forEachForm(const ALU& alu, const EntryParadigms& paradigms, const std::function<bool(const EntryForm&)>& visit) {
+    for (const Paradigm& inflection : paradigms.inflections) {
+        const bool made = inflection.forEachPath([&](const ParadigmPath& path) {
+            const std::optional<Morphology::EditResult> edited = applyPath(alu.entry, path);
+            if (!edited) return false;
+            return visit(
+                EntryForm{edited->resultingWordForm, edited->reverseCommand, &alu.category, nullptr, &path.properties});
+        });
+        if (!made) return false;
+    }
+    for (const DerivationParadigms& derivation : paradigms.derivations) {
+        const Paradigm* inflection = derivation.inflection ? &*derivation.inflection : nullptr;
+        const bool made = derivation.derivation.forEachPath(
+            [&](const ParadigmPath& path) { return forEachDerivedForm(alu.entry, path, inflection, visit); });
+        if (!made) return false;
+    }
+    return true;
+}
+
+std::vector<std::string> listedProperties(const ALU& alu, const EntryForm& form) {
+    if (form.derivationProperties == nullptr) return inflectedFormProperties(alu, *form.inflectionProperties);
+    return derivedFormProperties(alu, *form.category, *form.derivationProperties, form.inflectionProperties);
+}
+
 std::optional<EntryForms> inflectAndDerive(const ALU& alu, const EntryParadigms& paradigms) {
     EntryForms forms;
-    for (const auto& paradigm : paradigms.inflections) {
-        std::optional<Morphology::Inflection> inflection = Morphology::inflect(alu.entry, *paradigm);
-        if (!inflection) return std::nullopt;
-        for (std::size_t i = 0; i < inflection->wordForms.size(); ++i) {
-            appendForm(forms, std::move(inflection->wordForms[i]), alu.category,
-                       inflectedFormProperties(alu, inflection->inflectionalProperties[i]),
-                       inflection->reverseCommands[i]);
-        }
-    }
-    for (const DerivationParadigms& paradigm : paradigms.derivations) {
-        std::optional<Morphology::Derivation> derived =
-            Morphology::deriveThenInflect(alu.entry, *paradigm.derivation, paradigm.inflection.get());
-        if (!derived) return std::nullopt;
-        for (std::size_t i = 0; i < derived->wordForms.size(); ++i) {
-            appendForm(forms, std::move(derived->wordForms[i]), derived->categories[i],
-                       derivedFormProperties(alu, derived->categories[i], derived->properties[i], nullptr),
-                       derived->reverseCommands[i]);
-        }
-    }
+    const bool made = forEachForm(alu, paradigms, [&](const EntryForm& form) {
+        appendForm(forms, std::string(form.wordForm), *form.category, listedProperties(alu, form),
+                   std::string(form.reverseCommand));
+        return true;
+    });
+    if (!made) return std::nullopt;
     return forms;
 }
 

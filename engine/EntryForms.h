@@ -9,6 +9,7 @@
 #ifndef LEXPAND_ENGINE_ENTRYFORMS_H
 #define LEXPAND_ENGINE_ENTRYFORMS_H
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,13 +28,37 @@ struct EntryForms {
     std::vector<std::vector<std::string>> properties; // sorted, "_LEX=..." included
 };
 
+// One form of an entry as forEachForm meets it. The views are valid during
+// the visit only.
+struct EntryForm {
+    std::string_view wordForm;
+    std::string_view reverseCommand; // leads from the form back to the lemma
+    const std::string* category;     // the entry's, or the derived one
+    // The derivation path's properties, or null for an inflected form; the
+    // inflection path's, or null for a derived form that is not inflected.
+    const std::vector<std::string>* derivationProperties;
+    const std::vector<std::string>* inflectionProperties;
+};
+
+// Calls visit for each form of `alu` by `paradigms`, in order: the forms of
+// each inflection, then those of each derivation. False when a form cannot be
+// made (a command that does not apply, a derivation path without a category,
+// a combined reverse command that does not read back) or visit answers false.
+// Cost: linear in the forms, plus one exploration of each paradigm whose
+// paths are not held; memory does not grow with the forms.
+bool forEachForm(const ALU& alu, const EntryParadigms& paradigms, const std::function<bool(const EntryForm&)>& visit);
+
 // Runs every inflectional and derivational paradigm of `alu` over its entry;
 // absent when any of them fails. `allParadigms` is not changed. Cost: the
-// exploration of each paradigm, then linear in the forms.
+// exploration of each paradigm, then linear in the forms, which are all held.
 std::optional<EntryForms> inflectAndDerive(const ALU& alu, const MGFSA& allParadigms);
 
 // The same with the entry's paradigms already explored (ParadigmCache).
 std::optional<EntryForms> inflectAndDerive(const ALU& alu, const EntryParadigms& paradigms);
+
+// The properties listed for `form` of `alu`, before sorting
+// (inflectedFormProperties or derivedFormProperties).
+std::vector<std::string> listedProperties(const ALU& alu, const EntryForm& form);
 
 // The properties listed for an inflected form of `alu`, before sorting: the
 // entry's lexical properties, its "FLX=" and "DRV=" items, then the path's own.

@@ -32,6 +32,8 @@ constexpr std::string_view placeholderWordForm = "x";
 constexpr std::size_t shapeBytesLimit = std::size_t{32} << 20;
 // Offsets into a shape's text are 32-bit.
 constexpr std::size_t shapeTextLimit = std::numeric_limits<std::uint32_t>::max() / 2;
+// An entry of more forms than this goes form by form, holding none of them.
+constexpr std::size_t shapeFormsLimit = std::size_t{1} << 16;
 
 // True when `text` holds neither a line terminator nor one of the bytes
 // `avoided`, in one pass.
@@ -133,11 +135,37 @@ struct FormTemplate {
     std::uint32_t afterSize = 0;
 };
 
+// The paths of an entry's paradigms, when every one of them is held.
+struct HeldDerivation {
+    const ParadigmPaths* derivation;
+    const ParadigmPaths* inflection; // null for none
+};
+struct HeldParadigms {
+    std::vector<const ParadigmPaths*> inflections;
+    std::vector<HeldDerivation> derivations;
+};
+
+std::optional<HeldParadigms> heldParadigms(const EntryParadigms& paradigms) {
+    HeldParadigms held;
+    for (const Paradigm& inflection : paradigms.inflections) {
+        if (inflection.held() == nullptr) return std::nullopt;
+        held.inflections.push_back(inflection.held());
+    }
+    for (const DerivationParadigms& derivation : paradigms.derivations) {
+        const ParadigmPaths* inflection = nullptr;
+        if (derivation.inflection && (inflection = derivation.inflection->held()) == nullptr) return std::nullopt;
+        if (derivation.derivation.held() == nullptr) return std::nullopt;
+        held.derivations.push_back(HeldDerivation{derivation.derivation.held(), inflection});
+    }
+    return held;
+}
+
 // What every entry of one shape shares.
 struct Shape {
     bool assembled = false;  // every form has a template (else each entry goes form by form)
     bool echoesLine = false; // the entry has no inflectional paradigm: its line is printed first
-    EntryParadigms paradigms;
+    EntryParadigms owned;    // keeps the paths of `paradigms`
+    HeldParadigms paradigms;
     std::vector<FormTemplate> templates; // one per form, in form order
     std::string text;                    // the texts of the templates
     std::size_t suffixDeletions = 0;     // the most that a suffix edit deletes from the lemma
@@ -151,6 +179,7 @@ struct Shape {
 // Adds the template of a form to `shape`; false when the form has none.
 bool addTemplate(Shape& shape, const std::string& category, const std::vector<std::string>& listed, const ALU& entry,
                  const PropertiesDefinitions& definitions) {
+    if (shape.templates.size() >= shapeFormsLimit) return false;
     const std::optional<LineTemplate> line = makeTemplate(category, listed, entry.morphologicalProperties, definitions);
     if (!line || shape.text.size() + line->beforeReverse.size() + line->afterReverse.size() > shapeTextLimit)
         return false;
@@ -166,7 +195,7 @@ bool addTemplate(Shape& shape, const std::string& category, const std::vector<st
 }
 
 bool addInflectionTemplates(Shape& shape, const ALU& entry, const PropertiesDefinitions& definitions) {
-    for (const auto& inflection : shape.paradigms.inflections) {
+    for (const ParadigmPaths* inflection : shape.paradigms.inflections) {
         for (const ParadigmPath& path : *inflection) {
             if (!path.command || !addTemplate(shape, entry.category, inflectedFormProperties(entry, path.properties),
                                               entry, definitions))
@@ -177,35 +206,43 @@ bool addInflectionTemplates(Shape& shape, const ALU& entry, const PropertiesDefi
     return true;
 }
 
+// Adds the templates of the forms of one derivation path: the derived form,
+// or each of its inflected forms. `bySuffixEdits` becomes false unless every
+// form is made by suffix edits that suit derivation; `derivedDeletions` grows
+// to the most that the inflection deletes.
+bool addDerivedTemplates(Shape& shape, const ParadigmPath& path, const ParadigmPaths* inflection, const ALU& entry,
+                         const PropertiesDefinitions& definitions, bool& bySuffixEdits, std::size_t& derivedDeletions) {
+    if (!path.derivedInformation) return false;
+    const LexicalInformation& derived = *path.derivedInformation;
+    if (!path.suffixEdit || !path.suffixEdit->typedSuitsDerivation)
+        bySuffixEdits = false;
+    else
+        shape.suffixDeletions = std::max(shape.suffixDeletions, path.suffixEdit->deletions);
+    if (inflection == nullptr)
+        return addTemplate(shape, derived.category,
+                           derivedFormProperties(entry, derived.category, derived.properties, nullptr), entry,
+                           definitions);
+    for (const ParadigmPath& inflectionPath : *inflection) {
+        if (!addTemplate(shape, derived.category,
+                         derivedFormProperties(entry, derived.category, derived.properties, &inflectionPath.properties),
+                         entry, definitions))
+            return false;
+        if (!inflectionPath.suffixEdit)
+            bySuffixEdits = false;
+        else
+            derivedDeletions = std::max(derivedDeletions, inflectionPath.suffixEdit->deletions);
+    }
+    return true;
+}
+
 bool addDerivationTemplates(Shape& shape, const ALU& entry, const PropertiesDefinitions& definitions) {
-    for (const DerivationParadigms& derivation : shape.paradigms.derivations) {
+    for (const HeldDerivation& derivation : shape.paradigms.derivations) {
         bool bySuffixEdits = true;
         std::size_t derivedDeletions = 0;
         for (const ParadigmPath& path : *derivation.derivation) {
-            if (!path.derivedInformation) return false;
-            const LexicalInformation& derived = *path.derivedInformation;
-            if (!path.suffixEdit || !path.suffixEdit->typedSuitsDerivation)
-                bySuffixEdits = false;
-            else
-                shape.suffixDeletions = std::max(shape.suffixDeletions, path.suffixEdit->deletions);
-            if (derivation.inflection == nullptr) {
-                if (!addTemplate(shape, derived.category,
-                                 derivedFormProperties(entry, derived.category, derived.properties, nullptr), entry,
-                                 definitions))
-                    return false;
-                continue;
-            }
-            for (const ParadigmPath& inflectionPath : *derivation.inflection) {
-                if (!addTemplate(
-                        shape, derived.category,
-                        derivedFormProperties(entry, derived.category, derived.properties, &inflectionPath.properties),
-                        entry, definitions))
-                    return false;
-                if (!inflectionPath.suffixEdit)
-                    bySuffixEdits = false;
-                else
-                    derivedDeletions = std::max(derivedDeletions, inflectionPath.suffixEdit->deletions);
-            }
+            if (!addDerivedTemplates(shape, path, derivation.inflection, entry, definitions, bySuffixEdits,
+                                     derivedDeletions))
+                return false;
         }
         shape.derivationBySuffixEdits.push_back(bySuffixEdits);
         shape.derivedSuffixDeletions.push_back(derivedDeletions);
@@ -234,7 +271,7 @@ bool applySuffixEdit(const SuffixEdit& edit, std::string_view word, const std::v
 // True when the editor, which defines every form, makes `forms` of `lemma`
 // by `paradigms`: the suffix-edit lanes are checked against it on every use
 // in builds with assertions.
-[[maybe_unused]] bool matchesEditor(const EntryParadigms& paradigms, std::string_view lemma,
+[[maybe_unused]] bool matchesEditor(const HeldParadigms& paradigms, std::string_view lemma,
                                     const std::vector<EditedForm>& forms) {
     const std::string word(lemma);
     std::size_t index = 0;
@@ -246,13 +283,13 @@ bool applySuffixEdit(const SuffixEdit& edit, std::string_view word, const std::v
         }
         return true;
     };
-    for (const auto& inflection : paradigms.inflections) {
+    for (const ParadigmPaths* inflection : paradigms.inflections) {
         const std::optional<Morphology::Inflection> made = Morphology::inflect(word, *inflection);
         if (!made || !matches(made->wordForms, made->reverseCommands)) return false;
     }
-    for (const DerivationParadigms& derivation : paradigms.derivations) {
+    for (const HeldDerivation& derivation : paradigms.derivations) {
         const std::optional<Morphology::Derivation> made =
-            Morphology::deriveThenInflect(word, *derivation.derivation, derivation.inflection.get());
+            Morphology::deriveThenInflect(word, *derivation.derivation, derivation.inflection);
         if (!made || !matches(made->wordForms, made->reverseCommands)) return false;
     }
     return index == forms.size();
@@ -276,7 +313,6 @@ struct EntryLineExpander::State {
     std::vector<std::size_t> tailStarts;        // where the last k characters of the lemma begin
     std::vector<std::size_t> derivedTailStarts; // the same for a derived word form
     std::string derivedWordForm;
-    std::string line;
 
     const Shape& shapeOf(std::string_view key, std::string_view entryLine);
     Shape makeShape(std::string_view entryLine);
@@ -319,9 +355,12 @@ Shape EntryLineExpander::State::makeShape(std::string_view entryLine) {
     if (!entry) return Shape();
     std::optional<EntryParadigms> explored = paradigms.paradigmsOf(*entry);
     if (!explored) return Shape();
+    std::optional<HeldParadigms> held = heldParadigms(*explored);
+    if (!held) return Shape();
     Shape shape;
     shape.echoesLine = entry->flxParadigms.empty();
-    shape.paradigms = std::move(*explored);
+    shape.owned = std::move(*explored);
+    shape.paradigms = std::move(*held);
     if (!addInflectionTemplates(shape, *entry, definitions) || !addDerivationTemplates(shape, *entry, definitions))
         return Shape();
     shape.assembled = true;
@@ -372,7 +411,7 @@ bool EntryLineExpander::State::findLemmaTails(const Shape& shape, std::string_vi
 
 bool EntryLineExpander::State::editInflections(const Shape& shape, std::string_view lemma, bool bySuffixEdits,
                                                std::size_t& index) {
-    for (const auto& inflection : shape.paradigms.inflections) {
+    for (const ParadigmPaths* inflection : shape.paradigms.inflections) {
         for (const ParadigmPath& path : *inflection) {
             EditedForm& form = forms[index++];
             if (bySuffixEdits && path.suffixEdit) {
@@ -390,9 +429,9 @@ bool EntryLineExpander::State::editInflections(const Shape& shape, std::string_v
 
 bool EntryLineExpander::State::editDerivationByEditor(const Shape& shape, std::size_t d, std::string_view lemma,
                                                       std::size_t& index) {
-    const DerivationParadigms& derivation = shape.paradigms.derivations[d];
+    const HeldDerivation& derivation = shape.paradigms.derivations[d];
     std::optional<Morphology::Derivation> derived =
-        Morphology::deriveThenInflect(std::string(lemma), *derivation.derivation, derivation.inflection.get());
+        Morphology::deriveThenInflect(std::string(lemma), *derivation.derivation, derivation.inflection);
     if (!derived || index + derived->wordForms.size() > forms.size()) return false;
     for (std::size_t i = 0; i < derived->wordForms.size(); ++i) {
         EditedForm& form = forms[index++];
@@ -408,7 +447,7 @@ bool EntryLineExpander::State::editDerivationByEditor(const Shape& shape, std::s
 // word form.
 bool EntryLineExpander::State::editDerivation(const Shape& shape, std::size_t d, std::string_view lemma,
                                               std::size_t& index) {
-    const DerivationParadigms& derivation = shape.paradigms.derivations[d];
+    const HeldDerivation& derivation = shape.paradigms.derivations[d];
     for (const ParadigmPath& path : *derivation.derivation) {
         const SuffixEdit& derivationEdit = *path.suffixEdit;
         if (derivationEdit.deletions >= tailStarts.size()) return false;
@@ -450,17 +489,19 @@ std::int64_t EntryLineExpander::State::printAssembled(const Shape& shape, std::s
     for (std::size_t i = 0; i < shape.templates.size(); ++i) {
         const FormTemplate& formTemplate = shape.templates[i];
         if (formTemplate.inconsistent) continue;
-        line.assign(forms[i].wordForm)
-            .append(1, ',')
-            .append(shape.text, formTemplate.beforeBegin, formTemplate.beforeSize)
-            .append(forms[i].reverseCommand)
-            .append(shape.text, formTemplate.afterBegin, formTemplate.afterSize);
-        sink.printLine(line);
+        const std::string_view text = shape.text;
+        sink.printJoined({forms[i].wordForm, ",", text.substr(formTemplate.beforeBegin, formTemplate.beforeSize),
+                          forms[i].reverseCommand, text.substr(formTemplate.afterBegin, formTemplate.afterSize)});
         ++count;
     }
     return count;
 }
 
+// The lines of an entry, form by form: a first pass makes every form and
+// prints nothing, since one form that cannot be made fails the whole entry; a
+// second makes them again and prints each line as it is assembled, up to the
+// first that cannot be. No form is held from one to the next, whatever the
+// number of forms.
 std::optional<std::int64_t> EntryLineExpander::State::expandFormByForm(std::string_view entryLine, LineSink& sink) {
     const std::optional<ALU> entry = ALU::init(entryLine, &definitions);
     if (!entry) return std::nullopt;
@@ -469,22 +510,20 @@ std::optional<std::int64_t> EntryLineExpander::State::expandFormByForm(std::stri
     // not counted); its derivations, if any, still follow.
     if (entry->flxParadigms.empty()) sink.printLine(entryLine);
     const std::optional<EntryParadigms> explored = paradigms.paradigmsOf(*entry);
-    if (!explored) return std::nullopt;
-    const std::optional<EntryForms> entryForms = inflectAndDerive(*entry, *explored);
-    if (!entryForms) return std::nullopt;
-    const std::size_t formCount = entryForms->wordForms.size();
-    if (entryForms->categories.size() != formCount || entryForms->properties.size() != formCount) return std::nullopt;
+    if (!explored || !forEachForm(*entry, *explored, [](const EntryForm&) { return true; })) return std::nullopt;
 
     std::int64_t count = 0;
-    for (std::size_t i = 0; i < formCount; ++i) {
-        const std::optional<FormLine> formLine =
-            assembleFormLine(entryForms->wordForms[i], entryForms->categories[i], entry->morphologicalProperties,
-                             entryForms->properties[i], definitions);
-        if (!formLine) return std::nullopt;
-        if (formLine->inconsistent) continue; // dropped without a trace
+    const bool printed = forEachForm(*entry, *explored, [&](const EntryForm& form) {
+        const std::optional<FormLine> formLine = assembleFormLine(
+            form.wordForm, *form.category, entry->morphologicalProperties,
+            sortedPropertyList(listedProperties(*entry, form), std::string(form.reverseCommand)), definitions);
+        if (!formLine) return false;
+        if (formLine->inconsistent) return true; // dropped without a trace
         sink.printLine(formLine->text);
         ++count;
-    }
+        return true;
+    });
+    if (!printed) return std::nullopt;
     return count;
 }
 

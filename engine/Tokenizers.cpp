@@ -239,7 +239,8 @@ std::optional<TokenList> Tokenizer::textualOrthographicGrammar(std::string_view 
     std::optional<TokenList> syntactic = textualSyntacticGrammar(text);
     if (!syntactic) return std::nullopt;
     TokenList tokens;
-    tokens.reserve(syntactic->size());
+    // No token is empty: there are at most as many tokens as bytes.
+    tokens.reserve(text.size());
     for (std::string& token : *syntactic) {
         if (isLetter(firstScalar(token)) && token.size() > 1) {
             appendCharacters(tokens, token);

@@ -70,6 +70,34 @@ public:
         buffer_.push_back('\n');
     }
 
+    // Appends the pieces of one line and a line feed.
+    void printJoined(std::initializer_list<std::string_view> pieces) override {
+        std::size_t size = 1;
+        for (const std::string_view piece : pieces) size += piece.size();
+        if (buffer_.size() + size > capacity_) flush();
+        if (size > capacity_) {
+            LineSink::printJoined(pieces); // longer than the whole buffer
+            return;
+        }
+        for (const std::string_view piece : pieces) buffer_.append(piece);
+        buffer_.push_back('\n');
+    }
+
+    // Appends whole lines at once; a block as large as the buffer is written
+    // as it stands, after what the buffer holds.
+    void printLines(std::string_view lines) override {
+        if (buffer_.size() + lines.size() <= capacity_) {
+            buffer_.append(lines);
+            return;
+        }
+        flush();
+        if (lines.size() < capacity_) {
+            buffer_.append(lines);
+            return;
+        }
+        writeToStandardOutput(lines);
+    }
+
     void flush() {
         writeToStandardOutput(buffer_);
         buffer_.clear();
