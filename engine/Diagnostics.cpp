@@ -133,10 +133,12 @@ std::string operatorText(const Morphology::Operator& op) {
     return text;
 }
 
-// Edit distance between the code points of two texts, capped at `cap` + 1.
+// Edit distance between the code points of two texts (insertions,
+// deletions, substitutions and swaps of neighbours), capped at `cap` + 1.
 std::size_t editDistance(const std::u32string& a, const std::u32string& b, std::size_t cap) {
     const std::size_t difference = a.size() > b.size() ? a.size() - b.size() : b.size() - a.size();
     if (difference > cap) return cap + 1;
+    std::vector<std::size_t> beforePrevious(b.size() + 1);
     std::vector<std::size_t> previous(b.size() + 1);
     std::vector<std::size_t> current(b.size() + 1);
     for (std::size_t j = 0; j <= b.size(); ++j) previous[j] = j;
@@ -145,7 +147,10 @@ std::size_t editDistance(const std::u32string& a, const std::u32string& b, std::
         for (std::size_t j = 1; j <= b.size(); ++j) {
             const std::size_t substitution = previous[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
             current[j] = std::min({previous[j] + 1, current[j - 1] + 1, substitution});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
+                current[j] = std::min(current[j], beforePrevious[j - 2] + 1);
         }
+        std::swap(beforePrevious, previous);
         std::swap(previous, current);
     }
     return std::min(previous[b.size()], cap + 1);

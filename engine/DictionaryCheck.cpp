@@ -3,9 +3,14 @@
 
 #include "DictionaryCheck.h"
 
+#include <sched.h>
+
 #include <algorithm>
+#include <atomic>
 #include <map>
 #include <set>
+#include <span>
+#include <thread>
 #include <tuple>
 #include <unordered_map>
 #include <unordered_set>
@@ -69,8 +74,6 @@ const std::vector<std::string>* listedValues(const PropertiesDefinitions& defini
     return nullptr;
 }
 
-} // namespace
-
 // What every entry of one shape (the text from the category on) shares.
 struct ShapeNotes {
     std::uint64_t canonicalHash = 0; // of the canonical text after the lemma
@@ -84,33 +87,102 @@ struct ShapeNotes {
     std::size_t bytes = 0;
 };
 
+// Every entry that expands, for finding entries given twice.
+struct EntryKey {
+    std::uint64_t hash;
+    std::uint32_t dictionary;
+    std::uint64_t offset; // of the line in its dictionary's text
+};
+
+// Something a worker finds on an entry line, placed and reported in text
+// order by the calling thread.
+struct Finding {
+    std::size_t lineOffset = 0; // of the line in its dictionary's text
+    std::string_view line;
+    std::size_t offset = 0; // within the line
+    DiagnosticCode code = DiagnosticCode::entryFails;
+    std::string message;
+    std::string ruleName; // not empty: a problem of this rule, reported once, at the rule
+};
+
+// What a worker finds in one chunk of entry lines.
+struct ChunkResult {
+    std::vector<Finding> findings;
+    std::vector<EntryKey> keys;    // their dictionary is set by the calling thread
+    std::vector<std::string> used; // rules named by the entries
+    std::int64_t forms = 0;
+    std::int64_t entries = 0;
+    std::int64_t unreadEntries = 0; // lines that are no entry: the paradigms they name are unknown
+};
+
+// Checks chunks of entry lines on one thread: the expander, the diagnoser
+// and the shapes met are its own, so that workers share only what nobody
+// changes (the definitions and the grammars).
+class Worker {
+public:
+    Worker(const PropertiesDefinitions& propertiesDefinitions, bool definitionsComplete,
+           const GrammarChecker& grammarChecker, const ExploreOptions& options)
+        : definitions_(propertiesDefinitions), complete_(definitionsComplete), grammars_(grammarChecker),
+          expander_(propertiesDefinitions, grammarChecker.paradigms(), options),
+          diagnoser_(propertiesDefinitions, grammarChecker, options) {}
+
+    // Checks the entry lines `lines` (views into `text`) into `result`.
+    void checkLines(std::span<const std::string_view> lines, std::string_view text, ChunkResult& result) {
+        for (const std::string_view line : lines)
+            checkLine(line, static_cast<std::size_t>(line.data() - text.data()), result);
+    }
+
+private:
+    void checkLine(std::string_view line, std::size_t offset, ChunkResult& result);
+    void add(ChunkResult& result, std::string_view line, std::size_t offset, std::size_t at, DiagnosticCode code,
+             std::string text) {
+        result.findings.push_back(Finding{offset, line, at, code, std::move(text), {}});
+    }
+    const ShapeNotes& notesOf(std::string_view key, const ALU& alu, const LexemeView& lexeme, std::int64_t printed,
+                              ChunkResult& result);
+    std::optional<std::size_t> formCount(const ALU& alu);
+    void addDroppedForms(const ALU& alu, std::string_view line, std::size_t offset, ChunkResult& result);
+    void markUsed(const ALU& alu, ChunkResult& result);
+
+    const PropertiesDefinitions& definitions_;
+    const bool complete_;
+    const GrammarChecker& grammars_;
+    EntryLineExpander expander_;
+    EntryDiagnoser diagnoser_;
+    DiscardedLines discarded_;
+    std::unordered_set<std::string> usedValues_;
+    std::unordered_map<std::string, ShapeNotes, TextHash, std::equal_to<>> shapes_;
+    std::size_t shapeBytes_ = 0;
+};
+
+// The processors this process may run on.
+unsigned processorCount() {
+    cpu_set_t processors;
+    CPU_ZERO(&processors);
+    if (sched_getaffinity(0, sizeof processors, &processors) == 0) return std::max(1, CPU_COUNT(&processors));
+    return std::max(1u, std::thread::hardware_concurrency());
+}
+
+// Entry lines a worker takes at a time.
+constexpr std::size_t chunkLines = 4096;
+
+} // namespace
+
 struct DictionaryChecker::State {
     State(const PropertiesDefinitions& propertiesDefinitions, bool definitionsComplete, GrammarChecker& grammarChecker,
           Reporter& channel, const ExploreOptions& exploreOptions)
         : definitions(propertiesDefinitions), complete(definitionsComplete), grammars(grammarChecker),
-          reporter(channel), expander(propertiesDefinitions, grammarChecker.paradigms(), exploreOptions),
-          diagnoser(propertiesDefinitions, grammarChecker, exploreOptions) {}
+          reporter(channel), options(exploreOptions) {}
 
     const PropertiesDefinitions& definitions;
     const bool complete;
     GrammarChecker& grammars;
     Reporter& reporter;
-    EntryLineExpander expander;
-    EntryDiagnoser diagnoser;
-    DiscardedLines discarded;
+    const ExploreOptions options;
+    std::vector<std::unique_ptr<Worker>> workers; // made as they are needed
     std::int64_t entries = 0;
-    std::int64_t unreadEntries = 0; // lines that are no entry: the paradigms they name are unknown
+    std::int64_t unreadEntries = 0;
     std::set<std::string> reportedRules;
-    std::unordered_set<std::string> usedValues;
-    std::unordered_map<std::string, ShapeNotes, TextHash, std::equal_to<>> shapes;
-    std::size_t shapeBytes = 0;
-
-    // Every entry that expands, for finding entries given twice.
-    struct EntryKey {
-        std::uint64_t hash;
-        std::uint32_t dictionary;
-        std::uint64_t offset; // of the line in its dictionary's text
-    };
     std::vector<EntryKey> keys;
     struct Dictionary {
         std::string path;
@@ -118,12 +190,12 @@ struct DictionaryChecker::State {
     };
     std::vector<Dictionary> dictionaries;
 
-    std::int64_t checkLine(std::string_view line, std::size_t offset, LineCounter& counter);
-    void reportFinding(const EntryFinding& finding, std::string_view line, std::size_t offset, LineCounter& counter);
-    const ShapeNotes& notesOf(std::string_view key, const ALU& alu, const LexemeView& lexeme, std::int64_t printed);
-    std::optional<std::size_t> formCount(const ALU& alu);
-    void reportDroppedForms(const ALU& alu, std::string_view line, std::size_t offset, LineCounter& counter);
-    void markUsed(const ALU& alu);
+    Worker& worker(std::size_t index) {
+        while (workers.size() <= index)
+            workers.push_back(std::make_unique<Worker>(definitions, complete, grammars, options));
+        return *workers[index];
+    }
+    void report(const Finding& finding, LineCounter& counter);
 };
 
 // The location of byte `offset` of `line`, which begins at byte `lineOffset`
@@ -134,49 +206,41 @@ SourceLocation locateInLine(LineCounter& counter, std::string_view line, std::si
     return location;
 }
 
-void DictionaryChecker::State::reportFinding(const EntryFinding& finding, std::string_view line, std::size_t offset,
-                                             LineCounter& counter) {
-    switch (finding.owner) {
-    case EntryFinding::Owner::reported:
-        return;
-    case EntryFinding::Owner::rule:
+void DictionaryChecker::State::report(const Finding& finding, LineCounter& counter) {
+    if (!finding.ruleName.empty()) {
         if (const SourceLocation* site = grammars.siteOf(finding.ruleName)) {
             if (reportedRules.insert(finding.ruleName).second)
                 reporter.report(makeDiagnostic(finding.code, *site, finding.message));
             return;
         }
-        break;
-    case EntryFinding::Owner::entry:
-        break;
     }
-    reporter.report(makeDiagnostic(finding.code, locateInLine(counter, line, offset, finding.offset), finding.message));
+    reporter.report(makeDiagnostic(
+        finding.code, locateInLine(counter, finding.line, finding.lineOffset, finding.offset), finding.message));
 }
 
-// Marks as used the rules that the paradigms of `alu` name.
-void DictionaryChecker::State::markUsed(const ALU& alu) {
+// Notes the rules that the paradigms of `alu` name.
+void Worker::markUsed(const ALU& alu, ChunkResult& result) {
     const auto use = [&](const std::string& key, const std::string& expression) {
-        if (!usedValues.insert(key).second) return;
+        if (!usedValues_.insert(key).second) return;
         const std::optional<GFSA> graph = expression2Gfsa(expression, LinguisticLevel::syntax);
         if (!graph || !graph->alphabet) return;
         for (const Label& label : graph->alphabet->array)
-            if (const std::optional<std::string_view> name = calledName(label.input)) grammars.markUsed(*name);
+            if (const std::optional<std::string_view> name = calledName(label.input)) result.used.emplace_back(*name);
     };
     for (const std::string& value : alu.flxParadigms) use("FLX=" + value, inflectionalExpression(value));
     for (const std::string& value : alu.drvParadigms) {
         const std::size_t colon = value.rfind(':');
-        const std::string derivation = colon == std::string::npos ? value : value.substr(0, colon);
-        if (usedValues.insert("DRV=" + value).second) {
-            grammars.markUsed(derivation);
-            if (colon != std::string::npos && colon + 1 < value.size()) grammars.markUsed(value.substr(colon + 1));
-        }
+        if (!usedValues_.insert("DRV=" + value).second) continue;
+        result.used.push_back(colon == std::string::npos ? value : value.substr(0, colon));
+        if (colon != std::string::npos && colon + 1 < value.size()) result.used.push_back(value.substr(colon + 1));
     }
 }
 
 // How many forms the paradigms of `alu` make (printed or dropped); absent
 // when they cannot be explored. Cost: a count of the paths of each paradigm,
 // an exploration for one whose paths are not held.
-std::optional<std::size_t> DictionaryChecker::State::formCount(const ALU& alu) {
-    const std::optional<EntryParadigms> paradigms = diagnoser.paradigmsOf(alu);
+std::optional<std::size_t> Worker::formCount(const ALU& alu) {
+    const std::optional<EntryParadigms> paradigms = diagnoser_.paradigmsOf(alu);
     if (!paradigms) return std::nullopt;
     const auto pathsOf = [](const Paradigm& paradigm) {
         if (const ParadigmPaths* held = paradigm.held()) return held->size();
@@ -191,12 +255,11 @@ std::optional<std::size_t> DictionaryChecker::State::formCount(const ALU& alu) {
     return count;
 }
 
-// Reports each form of `alu` that lexpand drops as inconsistent, with the
-// clash, then the entry when it drops them all: the forms made and their
-// lines assembled as the expansion makes them, one at a time.
-void DictionaryChecker::State::reportDroppedForms(const ALU& alu, std::string_view line, std::size_t offset,
-                                                  LineCounter& counter) {
-    const std::optional<EntryParadigms> paradigms = diagnoser.paradigmsOf(alu);
+// Each form of `alu` that lexpand drops as inconsistent, with the clash,
+// then the entry when it drops them all: the forms made and their lines
+// assembled as the expansion makes them, one at a time.
+void Worker::addDroppedForms(const ALU& alu, std::string_view line, std::size_t offset, ChunkResult& result) {
+    const std::optional<EntryParadigms> paradigms = diagnoser_.paradigmsOf(alu);
     if (!paradigms) return;
     std::size_t forms = 0;
     std::size_t dropped = 0;
@@ -205,36 +268,32 @@ void DictionaryChecker::State::reportDroppedForms(const ALU& alu, std::string_vi
         const std::vector<std::string> properties =
             sortedPropertyList(listedProperties(alu, form), std::string(form.reverseCommand));
         const std::optional<FormLine> formLine =
-            assembleFormLine(form.wordForm, *form.category, alu.morphologicalProperties, properties, definitions);
+            assembleFormLine(form.wordForm, *form.category, alu.morphologicalProperties, properties, definitions_);
         if (!formLine || !formLine->inconsistent) return true;
         ++dropped;
-        const std::optional<Inconsistency> why =
-            explainInconsistency(*form.category, alu.morphologicalProperties, properties, definitions);
-        if (why) {
-            reporter.report(makeDiagnostic(
-                DiagnosticCode::inconsistentForm, locateInLine(counter, line, offset, 0),
-                message::inconsistentForm(form.wordForm, why->property, why->firstValue, why->secondValue)));
+        if (const std::optional<Inconsistency> why =
+                explainInconsistency(*form.category, alu.morphologicalProperties, properties, definitions_)) {
+            add(result, line, offset, 0, DiagnosticCode::inconsistentForm,
+                message::inconsistentForm(form.wordForm, why->property, why->firstValue, why->secondValue));
         }
         return true;
     });
-    if (forms > 0 && dropped == forms)
-        reporter.report(
-            makeDiagnostic(DiagnosticCode::noForm, locateInLine(counter, line, offset, 0), message::noForm()));
+    if (forms > 0 && dropped == forms) add(result, line, offset, 0, DiagnosticCode::noForm, message::noForm());
 }
 
 // The notes of the shape `key` of the entry `alu`, which printed `printed`
 // form lines: forms are dropped only when fewer lines than forms are printed.
-const ShapeNotes& DictionaryChecker::State::notesOf(std::string_view key, const ALU& alu, const LexemeView& lexeme,
-                                                    std::int64_t printed) {
-    if (const auto found = shapes.find(key); found != shapes.end()) return found->second;
-    if (shapeBytes > shapeBytesLimit) {
-        shapes.clear();
-        shapeBytes = 0;
+const ShapeNotes& Worker::notesOf(std::string_view key, const ALU& alu, const LexemeView& lexeme, std::int64_t printed,
+                                  ChunkResult& result) {
+    if (const auto found = shapes_.find(key); found != shapes_.end()) return found->second;
+    if (shapeBytes_ > shapeBytesLimit) {
+        shapes_.clear();
+        shapeBytes_ = 0;
     }
     ShapeNotes notes;
     const std::string canonical = alu.description();
     notes.canonicalHash = std::hash<std::string_view>()(std::string_view(canonical).substr(alu.entry.size()));
-    markUsed(alu);
+    markUsed(alu, result);
 
     // Text after the category that the entry syntax leaves out.
     if (lexeme.properties.empty() && lexeme.category.size() < key.size()) {
@@ -244,7 +303,7 @@ const ShapeNotes& DictionaryChecker::State::notesOf(std::string_view key, const 
             notes.notes.push_back({lexeme.category.size(), DiagnosticCode::ignoredText,
                                    message::textAfterCategory(lexeme.category, ignored)});
     }
-    if (complete) {
+    if (complete_) {
         // Values written with their name that the definitions do not list.
         const std::optional<std::vector<std::string>> items = splitProperties(lexeme.properties, false);
         const auto propertiesBegin = static_cast<std::size_t>(lexeme.properties.data() - key.data());
@@ -253,7 +312,7 @@ const ShapeNotes& DictionaryChecker::State::notesOf(std::string_view key, const 
             if (equals == std::string::npos || item.starts_with("FLX=") || item.starts_with("DRV=")) continue;
             const std::string_view name = std::string_view(item).substr(0, equals);
             const std::string_view value = std::string_view(item).substr(equals + 1);
-            const std::vector<std::string>* values = listedValues(definitions, lexeme.category, name);
+            const std::vector<std::string>* values = listedValues(definitions_, lexeme.category, name);
             if (values == nullptr || std::any_of(values->begin(), values->end(), [&](const std::string& listedValue) {
                     return canonicallyEqual(listedValue, value);
                 }))
@@ -263,54 +322,55 @@ const ShapeNotes& DictionaryChecker::State::notesOf(std::string_view key, const 
                                    DiagnosticCode::unlistedValue,
                                    message::unlistedValue(name, value, lexeme.category, *values)});
         }
-        if (!definitions.exclusivePropertyNames.empty()) {
+        if (!definitions_.exclusivePropertyNames.empty()) {
             const std::optional<std::size_t> forms = formCount(alu);
             notes.dropsForms = !forms || static_cast<std::int64_t>(*forms) != printed;
         }
     }
     notes.bytes = sizeof(ShapeNotes) + key.size();
     for (const ShapeNotes::Note& note : notes.notes) notes.bytes += note.message.size();
-    shapeBytes += notes.bytes;
-    return shapes.emplace(std::string(key), std::move(notes)).first->second;
+    shapeBytes_ += notes.bytes;
+    return shapes_.emplace(std::string(key), std::move(notes)).first->second;
 }
 
-// Checks one entry line that begins at byte `offset` of its dictionary;
-// answers how many form lines lexpand prints for it.
-std::int64_t DictionaryChecker::State::checkLine(std::string_view line, std::size_t offset, LineCounter& counter) {
-    ++entries;
-    const std::optional<std::int64_t> count = expander.expand(line, discarded);
+// Checks one entry line that begins at byte `offset` of its dictionary.
+void Worker::checkLine(std::string_view line, std::size_t offset, ChunkResult& result) {
+    ++result.entries;
+    const std::optional<std::int64_t> count = expander_.expand(line, discarded_);
     if (!count) {
-        reportFinding(diagnoser.diagnose(line), line, offset, counter);
-        if (const std::optional<ALU> alu = ALU::init(line, &definitions))
-            markUsed(*alu);
+        const EntryFinding finding = diagnoser_.diagnose(line);
+        if (finding.owner != EntryFinding::Owner::reported) {
+            result.findings.push_back(Finding{offset, line, finding.offset, finding.code, finding.message,
+                                              finding.owner == EntryFinding::Owner::rule ? finding.ruleName : ""});
+        }
+        if (const std::optional<ALU> alu = ALU::init(line, &definitions_))
+            markUsed(*alu, result);
         else
-            ++unreadEntries;
-        return 0;
+            ++result.unreadEntries;
+        return;
     }
+    result.forms += *count;
     const LexemeView lexeme = *parseLexemeView(line);
     const auto keyBegin = static_cast<std::size_t>(lexeme.category.data() - line.data());
     const std::string_view key = line.substr(keyBegin);
-    const auto found = shapes.find(key);
-    const ShapeNotes* notes = found != shapes.end() ? &found->second : nullptr;
+    const auto found = shapes_.find(key);
+    const ShapeNotes* notes = found != shapes_.end() ? &found->second : nullptr;
     std::optional<ALU> alu;
     if (notes == nullptr) {
-        alu = ALU::init(line, &definitions);
-        notes = &notesOf(key, *alu, lexeme, *count);
+        alu = ALU::init(line, &definitions_);
+        notes = &notesOf(key, *alu, lexeme, *count, result);
     }
-    const auto report = [&](DiagnosticCode code, std::size_t at, std::string text) {
-        reporter.report(makeDiagnostic(code, locateInLine(counter, line, offset, at), std::move(text)));
-    };
     const auto lemmaBegin = static_cast<std::size_t>(lexeme.entry.data() - line.data());
-    if (lemmaBegin > 0) report(DiagnosticCode::ignoredText, 0, message::textBeforeLemma(line.substr(0, lemmaBegin)));
-    for (const ShapeNotes::Note& note : notes->notes) report(note.code, keyBegin + note.offset, note.message);
+    if (lemmaBegin > 0)
+        add(result, line, offset, 0, DiagnosticCode::ignoredText, message::textBeforeLemma(line.substr(0, lemmaBegin)));
+    for (const ShapeNotes::Note& note : notes->notes)
+        add(result, line, offset, keyBegin + note.offset, note.code, note.message);
     if (notes->dropsForms) {
-        if (!alu) alu = ALU::init(line, &definitions);
-        reportDroppedForms(*alu, line, offset, counter);
+        if (!alu) alu = ALU::init(line, &definitions_);
+        addDroppedForms(*alu, line, offset, result);
     }
     const std::uint64_t lemmaHash = std::hash<std::string_view>()(lexeme.entry);
-    keys.push_back(
-        EntryKey{mix(lemmaHash, notes->canonicalHash), static_cast<std::uint32_t>(dictionaries.size() - 1), offset});
-    return *count;
+    result.keys.push_back(EntryKey{mix(lemmaHash, notes->canonicalHash), 0, offset});
 }
 
 DictionaryChecker::DictionaryChecker(const PropertiesDefinitions& definitions, bool definitionsComplete,
@@ -329,20 +389,56 @@ bool DictionaryChecker::everyEntryRead() const {
 
 std::int64_t DictionaryChecker::check(const std::string& path, std::string_view text) {
     State& state = *state_;
+    const auto dictionary = static_cast<std::uint32_t>(state.dictionaries.size());
     state.dictionaries.push_back({path, text});
+    std::vector<std::string_view> lines = significantLines(text);
+    // Comments, and the "#use " lines, are no entries.
+    std::erase_if(lines, [](std::string_view line) { return line.empty() || line.front() == '#'; });
+
+    // The chunks are checked on as many threads as the process may run on,
+    // each thread taking the next chunk not taken yet; what they find is
+    // reported afterwards in text order, so the report does not depend on
+    // the threads.
+    const std::size_t chunks = (lines.size() + chunkLines - 1) / chunkLines;
+    std::vector<ChunkResult> results(chunks);
+    const auto checkChunk = [&](Worker& worker, std::size_t c) {
+        const std::size_t begin = c * chunkLines;
+        worker.checkLines(std::span(lines).subspan(begin, std::min(chunkLines, lines.size() - begin)), text,
+                          results[c]);
+    };
+    const std::size_t threads = std::min<std::size_t>(processorCount(), chunks);
+    if (threads <= 1) {
+        for (std::size_t c = 0; c < chunks; ++c) checkChunk(state.worker(0), c);
+    } else {
+        for (std::size_t t = 0; t < threads; ++t) state.worker(t);
+        std::atomic<std::size_t> next{0};
+        std::vector<std::thread> running;
+        for (std::size_t t = 0; t < threads; ++t) {
+            running.emplace_back([&, t] {
+                for (std::size_t c = next++; c < chunks; c = next++) checkChunk(*state.workers[t], c);
+            });
+        }
+        for (std::thread& thread : running) thread.join();
+    }
+
     LineCounter counter(path, text);
     std::int64_t forms = 0;
-    for (const std::string_view line : significantLines(text)) {
-        if (state.reporter.stopped()) break;
-        if (line.empty() || line.front() == '#') continue; // comments, and the "#use " lines
-        forms += state.checkLine(line, static_cast<std::size_t>(line.data() - text.data()), counter);
+    for (ChunkResult& result : results) {
+        for (const Finding& finding : result.findings) state.report(finding, counter);
+        for (EntryKey& key : result.keys) key.dictionary = dictionary;
+        state.keys.insert(state.keys.end(), result.keys.begin(), result.keys.end());
+        for (const std::string& name : result.used) state.grammars.markUsed(name);
+        forms += result.forms;
+        state.entries += result.entries;
+        state.unreadEntries += result.unreadEntries;
+        result = ChunkResult();
     }
     return forms;
 }
 
 void DictionaryChecker::reportDuplicates() {
     State& state = *state_;
-    std::vector<State::EntryKey>& keys = state.keys;
+    std::vector<EntryKey>& keys = state.keys;
     std::stable_sort(keys.begin(), keys.end(), [](const auto& a, const auto& b) { return a.hash < b.hash; });
     struct Duplicate {
         std::uint32_t dictionary;
@@ -371,7 +467,7 @@ void DictionaryChecker::reportDuplicates() {
             for (const auto& [canonical, k] : group) {
                 const auto [it, added] = first.emplace(canonical, k);
                 if (added) continue;
-                const State::EntryKey& earlier = keys[it->second];
+                const EntryKey& earlier = keys[it->second];
                 duplicates.push_back(
                     {keys[k].dictionary, keys[k].offset, earlier.dictionary, earlier.offset, canonical});
             }
