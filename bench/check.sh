@@ -120,12 +120,13 @@ faulty_lexicon() {
     local errors expected=$((entries / 100))
     errors=$("$check" "${files[@]}" | grep -c ': error: ' || true)
     awk -v n="$entries" -v e="$errors" -v x="$expected" '
-      FNR == 1 && NR == 1 { ls = $1; next }
-      FNR == 1 { cs = $1; cr = $2 }
+      FNR == 1 && NR == 1 { ls = $1; lw = $3; next }
+      FNR == 1 { cs = $1; cr = $2; cw = $3 }
       END {
         printf "  %d entries: %d errors reported of %d faulty lines%s\n", n, e, x, e == x ? "" : " (MISSING SOME)";
-        printf "    lexpand-check CPU %.2f s (lexpand on the clean lexicon %.2f s), peak RSS %.1f MB, %.0f bytes per entry\n",
-               cs, ls, cr / 1024, cr * 1024 / n }' "$work/lexpand.time" "$work/check.time"
+        printf "    lexpand-check CPU %.2f s, wall %.2f s (lexpand on the clean lexicon: %.2f s, %.2f s)\n", cs, cw, ls, lw;
+        printf "    peak RSS %.1f MB, %.0f bytes per entry\n", cr / 1024, cr * 1024 / n }' \
+      "$work/lexpand.time" "$work/check.time"
     rm -rf "$folder"
   done
 }

@@ -34,9 +34,12 @@ public:
     // Checks every entry line of the dictionary text `text` (well-formed
     // UTF-8, named `path`), which must outlive the checker; marks the rules
     // its entries use. Answers how many form lines lexpand prints for the
-    // entries that expand. Stops when the reporter does. Cost: that of
-    // expanding the dictionary, plus the diagnosis of each failing entry;
-    // memory: a few words per entry, for finding entries given twice.
+    // entries that expand. The lines are checked in chunks on as many
+    // threads as the process may run on, each with caches of its own, and
+    // what they find is reported from the calling thread in text order,
+    // until the reporter stops. Cost: that of expanding the dictionary, plus
+    // the diagnosis of each failing entry; memory: a few words per entry, for
+    // finding entries given twice, and what is found until it is reported.
     std::int64_t check(const std::string& path, std::string_view text);
 
     // Reports every entry given again (the same canonical entry) in the
