@@ -2,7 +2,7 @@
 #   make run     install what is missing, build, expand the bundled example
 #   make test    install what is missing, build, run every test
 #   make sanitize  the tests again under AddressSanitizer and UBSan
-#   make tsan    the tests of the expansion on several threads under ThreadSanitizer
+#   make tsan    the tests of the expansion (and of the check) on several threads under ThreadSanitizer
 #   make bench   the benchmarks (prints figures)
 #   make fuzz    every fuzz target for FUZZ_SECONDS seconds (clang, libFuzzer)
 #   make install the programs, manual pages, engine libraries, headers,
@@ -35,6 +35,7 @@ PACKAGES = g++:/usr/bin/g++ \
            libgtest-dev:/usr/include/gtest/gtest.h \
            libbenchmark-dev:/usr/include/benchmark/benchmark.h \
            libgraphviz-dev:/usr/include/graphviz/gvc.h \
+           nlohmann-json3-dev:/usr/include/nlohmann/json.hpp \
            python3:/usr/bin/python3 \
            python3-dev:/usr/bin/python3-config \
            pybind11-dev:/usr/include/pybind11/pybind11.h \
@@ -128,9 +129,9 @@ sanitize: deps
 # The tests of the expansion on several threads, under ThreadSanitizer.
 tsan: deps
 	cmake -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DLEXPAND_TSAN=ON -DLEXPAND_BUILD_MAN=OFF $(CMAKE_FLAGS)
-	cmake --build $(TSAN_DIR) -j $(JOBS) --target DictionaryExpansionTest FormLinesTest lexpand
+	cmake --build $(TSAN_DIR) -j $(JOBS) --target DictionaryExpansionTest FormLinesTest lexpand lexpand-check
 	cd $(TSAN_DIR) && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j $(JOBS) \
-	  -R '^(ExpandDictionaryText|EntryLineExpander)\.|^e2e\.run_(threads|bundled|malformed|inconsistent|echoed|failure)'
+	  -R '^(ExpandDictionaryText|EntryLineExpander)\.|^e2e\.run_(threads|bundled|malformed|inconsistent|echoed|failure)|^e2e-check\.many_chunks'
 
 bench-deps: deps
 	@$(MAKE) --no-print-directory deps PACKAGES="$(BENCH_PACKAGES)"
@@ -142,6 +143,7 @@ bench: bench-deps
 	cmake --build $(BENCH_DIR) -j $(JOBS)
 	$(BENCH_DIR)/bench/lexpand_microbench
 	HUNSPELL2LEXPAND="$(HUNSPELL2LEXPAND)" bench/run.sh $(BENCH_DIR)
+	HUNSPELL2LEXPAND="$(HUNSPELL2LEXPAND)" bench/check.sh $(BENCH_DIR)
 
 fuzz-deps: deps
 	@$(MAKE) --no-print-directory deps PACKAGES="$(FUZZ_PACKAGES)"

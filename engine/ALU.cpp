@@ -170,30 +170,43 @@ void removeDuplicatesAndSort(std::vector<std::string_view>& items, bool sort, bo
 }
 
 // The items of a properties string as views into it (see splitProperties).
-std::optional<std::vector<std::string_view>> splitPropertyViews(std::string_view text, bool sort) {
+// When the string ends inside a protected part or after a backslash, the
+// offset of that part's opening character (or of the backslash) goes to
+// `failedAt`, unless it is null.
+std::optional<std::vector<std::string_view>> splitPropertyViews(std::string_view text, bool sort,
+                                                                std::size_t* failedAt = nullptr) {
     std::vector<std::string_view> items;
     if (text.empty()) return items;
     if (text[0] != '+') return std::nullopt;
     items.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), '+')));
     char closing = 0; // '"' or '>' inside a protected part, 0 outside
+    std::size_t opening = 0;
     std::size_t itemBegin = 1;
     for (std::size_t i = 1; i < text.size(); ++i) {
         const char c = text[i];
         if (c == '\\') {
-            if (i + 1 >= text.size()) return std::nullopt; // nothing left to protect
+            if (i + 1 >= text.size()) { // nothing left to protect
+                if (failedAt != nullptr) *failedAt = i;
+                return std::nullopt;
+            }
             ++i; // the protected byte; the rest of its character follows as plain bytes
         } else if (closing != 0) {
             if (c == closing) closing = 0;
         } else if (c == '"') {
             closing = '"';
+            opening = i;
         } else if (c == '<') {
             closing = '>';
+            opening = i;
         } else if (c == '+') {
             items.push_back(text.substr(itemBegin, i - itemBegin));
             itemBegin = i + 1;
         }
     }
-    if (closing != 0) return std::nullopt;
+    if (closing != 0) {
+        if (failedAt != nullptr) *failedAt = opening;
+        return std::nullopt;
+    }
     items.push_back(text.substr(itemBegin));
     removeDuplicatesAndSort(items, sort, isAscii(text));
     return items;
@@ -305,6 +318,14 @@ std::optional<std::vector<std::string>> splitProperties(std::string_view propert
     const auto items = splitPropertyViews(propertiesString, sort);
     if (!items) return std::nullopt;
     return toStrings(*items);
+}
+
+std::optional<std::size_t> propertiesSplitFailure(std::string_view propertiesString) {
+    std::size_t failedAt = 0;
+    if (splitPropertyViews(propertiesString, false, &failedAt) || propertiesString.empty() ||
+        propertiesString[0] != '+')
+        return std::nullopt;
+    return failedAt;
 }
 
 std::optional<LexicalInformation>

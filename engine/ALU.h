@@ -83,6 +83,11 @@ std::optional<LexemeView> parseLexemeView(std::string_view lexeme);
 // right after a backslash.
 std::optional<std::vector<std::string>> splitProperties(std::string_view propertiesString, bool sort);
 
+// Where `propertiesString` (beginning with "+") stops splitting: the offset
+// of the double quote or "<" whose part is never closed, or of a final
+// backslash; absent when it splits or does not begin with "+".
+std::optional<std::size_t> propertiesSplitFailure(std::string_view propertiesString);
+
 struct LexicalInformation {
     std::string category;
     std::vector<std::string> properties;

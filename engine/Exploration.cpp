@@ -1,5 +1,5 @@
-// Exports explorePaths and MGFSA::explore: every path of a graph through the
-// graphs it calls.
+// Exports explorePaths, calledName and MGFSA::explore: every path of a graph
+// through the graphs it calls.
 //
 // Depth-first over one path held in place: a step is pushed when a transition
 // is followed and popped when its transitions are exhausted. A call pushes the
@@ -90,25 +90,13 @@ struct Step {
     bool entered = false;           // the terminal test of this step is done
 };
 
-// Whether a label input is a call: its first character (grapheme cluster) is
-// ":". The rest of the input is then the called name.
-std::optional<std::string_view> calledName(std::string_view input) {
-    if (input.empty() || input.front() != ':') return std::nullopt;
-    // A following ASCII character always starts a new cluster.
-    if (input.size() > 1 && static_cast<unsigned char>(input[1]) >= 0x80) {
-        const std::vector<std::string_view> clusters = graphemeClusterViews(input);
-        if (clusters.front() != ":") return std::nullopt;
-    }
-    return input.substr(1);
-}
-
 // The exploration of one graph: its working state lives here, for one call.
 class PathExplorer {
 public:
     PathExplorer(const MGFSA& grammar, LinguisticLevel level, int repetitionLimit, const ExploreOptions& options,
-                 const PathVisitor& visit)
+                 const PathVisitor& visit, ExplorationFailure* failure)
         : grammar_(grammar), joinWithSpaces_(level == LinguisticLevel::syntax), limit_(repetitionLimit),
-          options_(options), visit_(visit) {}
+          options_(options), visit_(visit), failure_(failure) {}
 
     ExplorationEnd run(const GFSA& start);
 
@@ -126,12 +114,14 @@ private:
     void pop();
     std::optional<ExplorationEnd> arrive(std::size_t index);
     std::optional<ExplorationEnd> follow(std::size_t index, const GFSA::Transition& transition);
+    ExplorationEnd fail(ExplorationFailure::Kind kind, std::string_view graphName = {});
 
     const MGFSA& grammar_;
     const bool joinWithSpaces_;
     const std::int64_t limit_;
     const ExploreOptions options_;
     const PathVisitor& visit_;
+    ExplorationFailure* const failure_; // null: the reason is not wanted
     std::vector<Step> path_;
     // Node-based maps: the addresses of their values stay valid.
     std::unordered_map<FrameKey, StateCounts, FrameKeyHash> frames_;
@@ -195,7 +185,7 @@ std::optional<ExplorationEnd> PathExplorer::arrive(std::size_t index) {
     Step& step = path_[index];
     step.entered = true;
     if (!step.graph->states[static_cast<std::size_t>(step.state)].isTerminal) return std::nullopt;
-    if (++pathsFound_ > options_.maxPaths) return ExplorationEnd::failed;
+    if (++pathsFound_ > options_.maxPaths) return fail(ExplorationFailure::Kind::pathLimit);
     const Step& frame = path_[step.frameStart];
     if (frame.caller == noStep) {
         if (!visit_(FoundPath{input_, outputs_})) return ExplorationEnd::stopped;
@@ -218,10 +208,11 @@ std::optional<ExplorationEnd> PathExplorer::arrive(std::size_t index) {
 std::optional<ExplorationEnd> PathExplorer::follow(std::size_t index, const GFSA::Transition& transition) {
     const Step& step = path_[index];
     const std::int64_t destination = transition.destinationStateIndex;
-    if (destination < 0 || static_cast<std::size_t>(destination) >= step.counts->size()) return ExplorationEnd::failed;
+    if (destination < 0 || static_cast<std::size_t>(destination) >= step.counts->size())
+        return fail(ExplorationFailure::Kind::malformed);
     if ((*step.counts)[static_cast<std::size_t>(destination)] > limit_) return std::nullopt;
     if (transition.labelIndex < 0 || static_cast<std::size_t>(transition.labelIndex) >= grammar_.alphabet.array.size())
-        return ExplorationEnd::failed;
+        return fail(ExplorationFailure::Kind::malformed);
     const Label& label = grammar_.alphabet.array[static_cast<std::size_t>(transition.labelIndex)];
     const bool colon = !label.input.empty() && label.input.front() == ':';
     const Call* call = colon ? &callOf(transition.labelIndex, label.input) : nullptr;
@@ -235,9 +226,11 @@ std::optional<ExplorationEnd> PathExplorer::follow(std::size_t index, const GFSA
              transition.labelIndex);
         return std::nullopt;
     }
-    if (step.depth + 1 > options_.maxCallDepth) return ExplorationEnd::failed;
+    if (step.depth + 1 > options_.maxCallDepth)
+        return fail(ExplorationFailure::Kind::callDepth, std::string_view(label.input).substr(1));
     const GFSA* called = call->graph;
-    if (called == nullptr || called->states.empty()) return ExplorationEnd::failed;
+    if (called == nullptr || called->states.empty())
+        return fail(ExplorationFailure::Kind::missingGraph, std::string_view(label.input).substr(1));
     const std::int64_t context = contextOf(step.context, step.state);
     push(Step{.graph = called,
               .counts = countsOf(*called, context),
@@ -249,6 +242,23 @@ std::optional<ExplorationEnd> PathExplorer::follow(std::size_t index, const GFSA
               .returnState = destination},
          0);
     return std::nullopt;
+}
+
+// Records why the exploration fails, when the caller asked: the kind, the
+// name concerned and the graphs entered on the current path (their names
+// found by address, which is only paid on failure).
+ExplorationEnd PathExplorer::fail(ExplorationFailure::Kind kind, std::string_view graphName) {
+    if (failure_ == nullptr) return ExplorationEnd::failed;
+    failure_->kind = kind;
+    failure_->graphName = std::string(graphName);
+    failure_->calls.clear();
+    for (std::size_t i = 0; i < path_.size(); ++i) {
+        if (path_[i].frameStart != i) continue;
+        for (const auto& [name, graph] : grammar_.graphs) {
+            if (&graph == path_[i].graph) failure_->calls.push_back(name);
+        }
+    }
+    return ExplorationEnd::failed;
 }
 
 ExplorationEnd PathExplorer::run(const GFSA& start) {
@@ -267,7 +277,7 @@ ExplorationEnd PathExplorer::run(const GFSA& start) {
             continue;
         }
         const GFSA::Transition transition = state.outGoingTransitions[step.nextTransition++];
-        if (++steps_ > options_.maxSteps) return ExplorationEnd::failed;
+        if (++steps_ > options_.maxSteps) return fail(ExplorationFailure::Kind::stepLimit);
         if (const std::optional<ExplorationEnd> end = follow(index, transition)) return *end;
     }
     return ExplorationEnd::finished;
@@ -275,11 +285,25 @@ ExplorationEnd PathExplorer::run(const GFSA& start) {
 
 } // namespace
 
+std::optional<std::string_view> calledName(std::string_view input) {
+    if (input.empty() || input.front() != ':') return std::nullopt;
+    // A following ASCII character always starts a new cluster.
+    if (input.size() > 1 && static_cast<unsigned char>(input[1]) >= 0x80) {
+        const std::vector<std::string_view> clusters = graphemeClusterViews(input);
+        if (clusters.front() != ":") return std::nullopt;
+    }
+    return input.substr(1);
+}
+
 ExplorationEnd explorePaths(const MGFSA& grammar, const std::string& graphName, LinguisticLevel linguisticLevel,
-                            int repetitionLimit, const ExploreOptions& options, const PathVisitor& visit) {
+                            int repetitionLimit, const ExploreOptions& options, const PathVisitor& visit,
+                            ExplorationFailure* failure) {
     const GFSA* start = grammar.graphNamed(graphName);
-    if (start == nullptr) return ExplorationEnd::failed;
-    return PathExplorer(grammar, linguisticLevel, repetitionLimit, options, visit).run(*start);
+    if (start == nullptr || start->states.empty()) {
+        if (failure != nullptr) *failure = ExplorationFailure{ExplorationFailure::Kind::missingGraph, graphName, {}};
+        return ExplorationEnd::failed;
+    }
+    return PathExplorer(grammar, linguisticLevel, repetitionLimit, options, visit, failure).run(*start);
 }
 
 // An exploration that finds many paths first only counts them past a

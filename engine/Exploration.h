@@ -5,9 +5,11 @@
 #define LEXPAND_ENGINE_EXPLORATION_H
 
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "MGFSA.h"
 
@@ -31,13 +33,33 @@ enum class ExplorationEnd {
     failed,   // a graph is missing or malformed, or a limit of `options` was passed
 };
 
+// Whether a label whose input is `input` calls a graph: its first character
+// (grapheme cluster) is ":". The rest of the input is then the called name.
+std::optional<std::string_view> calledName(std::string_view input);
+
+// Why an exploration failed.
+struct ExplorationFailure {
+    enum class Kind {
+        missingGraph, // the start graph or a called graph is missing (or has no state)
+        callDepth,    // a call would nest deeper than options.maxCallDepth
+        pathLimit,    // more than options.maxPaths paths
+        stepLimit,    // more than options.maxSteps transitions followed
+        malformed,    // a transition with an invalid label or destination
+    };
+    Kind kind = Kind::malformed;
+    std::string graphName;          // missingGraph: the name looked for
+    std::vector<std::string> calls; // the graphs entered, outermost first, when it failed
+};
+
 // Visits every path of the graph `graphName` of `grammar` (see MGFSA::explore
 // for what a path is, and for the limits). The paths completed before a
-// failure have been visited. Cost: time proportional to the total length of
-// the paths visited; memory proportional to the longest path and to the
-// number of (graph, call context) pairs met, not to the number of paths.
+// failure have been visited; when it fails and `failure` is not null, the
+// reason goes there. Cost: time proportional to the total length of the
+// paths visited; memory proportional to the longest path and to the number
+// of (graph, call context) pairs met, not to the number of paths.
 ExplorationEnd explorePaths(const MGFSA& grammar, const std::string& graphName, LinguisticLevel linguisticLevel,
-                            int repetitionLimit, const ExploreOptions& options, const PathVisitor& visit);
+                            int repetitionLimit, const ExploreOptions& options, const PathVisitor& visit,
+                            ExplorationFailure* failure = nullptr);
 
 } // namespace lexpand
 

@@ -1,5 +1,5 @@
 // Exports loadGrammarFile, loadMorphologicalGrammarsFromDictionary,
-// loadDictionaryAndGrammars and grammarReferenceLines.
+// loadDictionaryAndGrammars, grammarReferenceLines and usedGrammarPath.
 
 #include "GrammarFiles.h"
 
@@ -45,6 +45,12 @@ DictionaryGrammars refusal(std::string message) {
 }
 
 } // namespace
+
+UsedGrammarPath usedGrammarPath(const std::string& dictionaryPath, const std::string& name) {
+    std::string directory = resourceDirectoryOf(dictionaryPath);
+    std::string path = appendPathComponent(directory, name);
+    return UsedGrammarPath{std::move(directory), std::move(path)};
+}
 
 std::optional<MGFSA> loadGrammarFile(const std::string& path) {
     const std::optional<std::string> text = loadGrammar(path);

@@ -41,6 +41,15 @@ struct LoadedDictionary {
 };
 LoadedDictionary loadDictionaryAndGrammars(const std::string& path);
 
+// Where a dictionary at `dictionaryPath` finds the grammar that a "#use" line
+// names `name`: its resource directory (absolute, without a final "/") and
+// the grammar's path in it.
+struct UsedGrammarPath {
+    std::string resourceDirectory;
+    std::string path;
+};
+UsedGrammarPath usedGrammarPath(const std::string& dictionaryPath, const std::string& name);
+
 // The "#use" lines of `text` that name something, in order, as views into it.
 // Cost: one search of the text for the prefix.
 std::vector<std::string_view> grammarReferenceLines(std::string_view text);

@@ -1,5 +1,6 @@
-// Exports loadGrammar, getOneRule, textualGrammarToMgfsa, expression2Gfsa and
-// the parse functions expression2GFSA, ParseTerm and ParseFactor.
+// Exports loadGrammar, getOneRule, readOneRule, textualGrammarToMgfsa,
+// expression2Gfsa, compileExpression and the parse functions expression2GFSA,
+// ParseTerm and ParseFactor.
 //
 // An expression is compiled in two stages, neither of which recurses:
 //
@@ -52,7 +53,7 @@ namespace {
 
 // The largest automaton an expression may compile to. Ordinary rules stay far
 // below it (a 200,000-letter word needs about 800,000 states).
-constexpr std::uint64_t maximalStateCount = std::uint64_t{1} << 21;
+constexpr std::uint64_t maximalStateCount = maximalExpressionStates;
 
 enum class NodeKind : std::uint8_t { label, output, star, concatenation, disjunction, collocation };
 
@@ -121,6 +122,39 @@ public:
     }
 
     const std::vector<ExpressionNode>& nodes() const { return nodes_; }
+
+    // Where an expression parsed at `index` fails, once parse() has failed
+    // on it: the kind of fault and the index of the token at fault, found by
+    // following the failed parts down, never back, so the walk ends.
+    std::pair<ExpressionFault::Kind, std::size_t> failurePoint(std::size_t index) {
+        Construct construct = Construct::expression;
+        for (;;) {
+            if (construct == Construct::expression) {
+                const Parsed& term = entry(Construct::term, index);
+                if (term.status == Parsed::Status::failed) {
+                    construct = Construct::term;
+                } else if (term.status == Parsed::Status::parsed) {
+                    index = term.next + 1; // the expression after "|" or "&" failed
+                } else {
+                    return {ExpressionFault::Kind::endsEarly, index};
+                }
+            } else if (construct == Construct::term) {
+                construct = Construct::factor; // a term fails only when its first factor does
+            } else if (index >= tokens_.size()) {
+                return {ExpressionFault::Kind::endsEarly, index};
+            } else if (isToken(tokens_[index], "(")) {
+                construct = Construct::expression;
+                ++index;
+            } else if (!Label::init(tokens_[index], "")) {
+                return {ExpressionFault::Kind::rejectedLabel, index};
+            } else {
+                return {ExpressionFault::Kind::rejectedOutput, index + 1};
+            }
+        }
+    }
+
+    // The next index of a construct that parsed at `index`.
+    std::size_t nextAfter(Construct construct, std::size_t index) { return entry(construct, index).next; }
 
 private:
     Parsed& entry(Construct construct, std::size_t index) { return memo_[static_cast<std::size_t>(construct)][index]; }
@@ -456,20 +490,60 @@ std::optional<std::string> loadGrammar(const std::string& path) {
     return readUtf8File(path);
 }
 
-std::optional<GrammarRule> getOneRule(const std::vector<std::string_view>& lines, std::size_t iLine) {
-    if (iLine >= lines.size()) return std::nullopt;
+namespace {
+
+// Where a rule whose first line has no "=" may be followed by the next one:
+// after the line that ends it with ";", or at a line that begins another
+// rule with "=", whichever comes first.
+std::size_t resumeAfterMissingEqualSign(const std::vector<std::string_view>& lines, std::size_t j) {
+    for (std::size_t k = j; k < lines.size(); ++k) {
+        if (k > j && lines[k].find('=') != std::string_view::npos) return k;
+        if (lines[k].find(';') != std::string_view::npos) return k + 1;
+    }
+    return lines.size();
+}
+
+} // namespace
+
+RuleReading::Place RuleReading::placeOfBodyOffset(std::size_t offset) const {
+    const std::size_t gathered = offset + bodyStart;
+    auto piece = std::upper_bound(pieces.begin(), pieces.end(), gathered,
+                                  [](std::size_t at, const Piece& p) { return at < p.gatheredOffset; });
+    if (piece == pieces.begin()) return namePlace;
+    --piece;
+    return Place{piece->place.line, piece->place.offset + (gathered - piece->gatheredOffset)};
+}
+
+RuleReading readOneRule(const std::vector<std::string_view>& lines, std::size_t iLine) {
+    RuleReading reading;
+    reading.resumeAt = iLine + 1;
+    if (iLine >= lines.size()) {
+        reading.fault = RuleReading::Fault::noEqualSign;
+        return reading;
+    }
+    const auto placeOf = [&](std::size_t line, std::string_view part) {
+        return RuleReading::Place{line, static_cast<std::size_t>(part.data() - lines[line].data())};
+    };
     std::size_t j = iLine;
     std::string_view text = trimBlanks(lines[j]);
     while (startsWithHash(text) && j + 1 < lines.size()) {
         ++j;
         text = trimBlanks(lines[j]);
     }
+    reading.namePlace = placeOf(j, text);
     const std::size_t equalSign = text.find('=');
-    if (equalSign == std::string_view::npos) return std::nullopt;
+    if (equalSign == std::string_view::npos) {
+        reading.fault = RuleReading::Fault::noEqualSign;
+        reading.resumeAt = resumeAfterMissingEqualSign(lines, j);
+        return reading;
+    }
     const std::string_view name = trimBlanks(text.substr(0, equalSign));
-    if (name.find(' ') != std::string_view::npos) return std::nullopt;
+    reading.name = std::string(name);
+    if (!name.empty()) reading.namePlace = placeOf(j, name);
 
-    std::string gathered(trimBlanks(text.substr(equalSign + 1)));
+    const std::string_view first = trimBlanks(text.substr(equalSign + 1));
+    std::string gathered(first);
+    reading.pieces.push_back({0, placeOf(j, first)});
     std::size_t next = j + 1;
     // Only the newly appended text is searched, so gathering stays linear.
     bool hasSemicolon = gathered.find(';') != std::string::npos;
@@ -477,17 +551,39 @@ std::optional<GrammarRule> getOneRule(const std::vector<std::string_view>& lines
         const std::string_view line = trimBlanks(lines[next]);
         if (!startsWithHash(line)) {
             gathered += ' ';
+            reading.pieces.push_back({gathered.size(), placeOf(next, line)});
             gathered += line;
             hasSemicolon = line.find(';') != std::string_view::npos;
         }
         ++next;
     }
+    reading.resumeAt = next;
+    if (name.find(' ') != std::string_view::npos) {
+        reading.fault = RuleReading::Fault::spaceInName;
+        return reading;
+    }
     const std::size_t semicolon = gathered.find(';');
-    if (semicolon == std::string::npos) return std::nullopt; // the text ended before the ";"
+    if (semicolon == std::string::npos) { // the text ended before the ";"
+        reading.fault = RuleReading::Fault::noSemicolon;
+        return reading;
+    }
     const std::string_view gatheredView(gathered);
     const std::string_view after = trimBlanks(gatheredView.substr(semicolon + 1));
-    if (!after.empty() && !startsWithHash(after)) return std::nullopt;
-    return GrammarRule{std::string(name), std::string(trimBlanks(gatheredView.substr(0, semicolon))), next};
+    if (!after.empty() && !startsWithHash(after)) {
+        reading.fault = RuleReading::Fault::textAfterSemicolon;
+        reading.faultText = std::string(after);
+        reading.bodyStart = 0;
+        reading.faultPlace = reading.placeOfBodyOffset(static_cast<std::size_t>(after.data() - gathered.data()));
+        return reading;
+    }
+    const std::string_view body = trimBlanks(gatheredView.substr(0, semicolon));
+    reading.bodyStart = static_cast<std::size_t>(body.data() - gathered.data());
+    reading.rule = GrammarRule{reading.name, std::string(body), next};
+    return reading;
+}
+
+std::optional<GrammarRule> getOneRule(const std::vector<std::string_view>& lines, std::size_t iLine) {
+    return readOneRule(lines, iLine).rule;
 }
 
 std::optional<MGFSA> textualGrammarToMgfsa(std::string_view grammarString, LinguisticLevel linguisticLevel) {
@@ -513,28 +609,100 @@ std::optional<MGFSA> textualGrammarToMgfsa(std::string_view grammarString, Lingu
 
 // ---- Expressions ------------------------------------------------------------------
 
-std::optional<GFSA> expression2Gfsa(std::string_view expression, LinguisticLevel linguisticLevel) {
-    std::optional<TokenList> tokens;
+namespace {
+
+// The tokens of `expression` by the tokenizer of its level; absent when it
+// fails (and for the level dictionary, which has none).
+std::optional<TokenList> tokensOf(std::string_view expression, LinguisticLevel linguisticLevel) {
     switch (linguisticLevel) {
     case LinguisticLevel::orthographic:
-        tokens = Tokenizer::textualOrthographicGrammar(expression);
-        break;
+        return Tokenizer::textualOrthographicGrammar(expression);
     case LinguisticLevel::syntax:
-        tokens = Tokenizer::textualSyntacticGrammar(expression);
-        break;
+        return Tokenizer::textualSyntacticGrammar(expression);
     case LinguisticLevel::propertyDefinition:
-        tokens = Tokenizer::textualPropertiesDefinitionsGrammar(expression);
-        break;
+        return Tokenizer::textualPropertiesDefinitionsGrammar(expression);
     case LinguisticLevel::dictionary:
-        return std::nullopt;
+        break;
     }
-    if (!tokens || tokens->empty()) return std::nullopt;
+    return std::nullopt;
+}
+
+// The offset in `expression` of `tokens[index]`, tokens being pieces of the
+// text in order (the wrapping "(" and ")" excluded: `index` counts from 1).
+std::size_t tokenOffset(std::string_view expression, const TokenList& tokens, std::size_t index) {
+    std::size_t cursor = 0;
+    std::size_t found = 0;
+    for (std::size_t i = 1; i <= index && i + 1 < tokens.size(); ++i) {
+        const std::size_t at = expression.find(tokens[i], cursor);
+        found = at == std::string_view::npos ? cursor : at;
+        cursor = at == std::string_view::npos ? cursor : at + tokens[i].size();
+    }
+    return index + 1 >= tokens.size() ? expression.size() : found;
+}
+
+// A parenthesis of the written expression without its partner, or the token
+// at which the outermost group ends before the end of the expression, or a
+// final "|" or "&". `tokens` is wrapped; `groupEnd` is the index at which
+// the expression inside the wrapping group stopped.
+std::optional<ExpressionRemark> remarkOn(std::string_view expression, const TokenList& tokens, std::size_t groupEnd) {
+    const auto remark = [&](ExpressionRemark::Kind kind, std::size_t index) {
+        return ExpressionRemark{kind, tokenOffset(expression, tokens, index), tokens[index]};
+    };
+    std::vector<std::size_t> open;
+    for (std::size_t i = 1; i + 1 < tokens.size(); ++i) {
+        if (isToken(tokens[i], "(")) {
+            open.push_back(i);
+        } else if (isToken(tokens[i], ")")) {
+            if (open.empty()) return remark(ExpressionRemark::Kind::unbalancedClosing, i);
+            open.pop_back();
+        }
+    }
+    if (!open.empty()) return remark(ExpressionRemark::Kind::unbalancedOpening, open.back());
+    if (groupEnd + 1 < tokens.size()) return remark(ExpressionRemark::Kind::skippedToken, groupEnd);
+    const std::string& last = tokens[tokens.size() - 2];
+    if (isToken(last, "|") || isToken(last, "&"))
+        return remark(ExpressionRemark::Kind::danglingOperator, tokens.size() - 2);
+    return std::nullopt;
+}
+
+} // namespace
+
+CompiledExpression compileExpression(std::string_view expression, LinguisticLevel linguisticLevel) {
+    CompiledExpression compiled;
+    const auto fail = [&](ExpressionFault::Kind kind, std::size_t offset, std::string token) {
+        compiled.fault = ExpressionFault{kind, offset, std::move(token)};
+        return std::move(compiled);
+    };
+    if (linguisticLevel == LinguisticLevel::dictionary) return fail(ExpressionFault::Kind::dictionaryLevel, 0, {});
+    std::optional<TokenList> tokens = tokensOf(expression, linguisticLevel);
+    if (!tokens) {
+        const std::size_t offset = Tokenizer::badEscapeOffset(expression).value_or(0);
+        std::size_t end = offset;
+        if (end < expression.size()) decodeScalar(expression, end);
+        return fail(ExpressionFault::Kind::badEscape, offset, std::string(expression.substr(offset, end - offset)));
+    }
+    if (tokens->empty()) return fail(ExpressionFault::Kind::empty, 0, {});
     // The whole expression is one group.
     tokens->insert(tokens->begin(), "(");
     tokens->push_back(")");
-    std::optional<ParseResult> result = expression2GFSA(*tokens, 0, linguisticLevel);
-    if (!result) return std::nullopt;
-    return std::move(result->gfsa);
+    ExpressionParser parser(*tokens);
+    const auto root = parser.parse(Construct::expression, 0);
+    if (!root) {
+        const auto [kind, index] = parser.failurePoint(0);
+        const std::size_t at = std::min(index, tokens->size() - 1);
+        return fail(kind, tokenOffset(expression, *tokens, at), (*tokens)[at]);
+    }
+    if (parser.nodes()[root->first].stateCount > maximalStateCount) return fail(ExpressionFault::Kind::tooLarge, 0, {});
+    compiled.gfsa = layOut(parser.nodes(), root->first);
+    if (!compiled.gfsa) return fail(ExpressionFault::Kind::tooLarge, 0, {});
+    const std::size_t groupEnd = parser.nextAfter(Construct::expression, 1);
+    if (std::optional<ExpressionRemark> remark = remarkOn(expression, *tokens, groupEnd))
+        compiled.remarks.push_back(std::move(*remark));
+    return compiled;
+}
+
+std::optional<GFSA> expression2Gfsa(std::string_view expression, LinguisticLevel linguisticLevel) {
+    return std::move(compileExpression(expression, linguisticLevel).gfsa);
 }
 
 std::optional<ParseResult> expression2GFSA(const TokenList& tokensToParse, std::size_t tokenIndex,

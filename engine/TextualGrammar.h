@@ -5,6 +5,7 @@
 #define LEXPAND_ENGINE_TEXTUALGRAMMAR_H
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,6 +34,41 @@ struct GrammarRule {
 // other than a comment after the ";", or no ";" before the end of the text.
 std::optional<GrammarRule> getOneRule(const std::vector<std::string_view>& lines, std::size_t iLine);
 
+// What getOneRule reads, with where each part comes from, or why the rule is
+// malformed. Places are (index into `lines`, byte offset into that line).
+struct RuleReading {
+    enum class Fault { none, noEqualSign, spaceInName, textAfterSemicolon, noSemicolon };
+    struct Place {
+        std::size_t line = 0;
+        std::size_t offset = 0;
+    };
+    std::optional<GrammarRule> rule; // present exactly when fault is none
+    Fault fault = Fault::none;
+    std::string name;         // the text before "=", trimmed (empty without "=")
+    Place namePlace;          // where the name (or the line without "=") begins
+    Place faultPlace;         // textAfterSemicolon: where that text begins
+    std::string faultText;    // textAfterSemicolon: that text
+    std::size_t resumeAt = 0; // where the next rule may begin, also after a fault
+
+    // The place of byte `offset` of the rule's body. Cost: logarithmic in
+    // the number of lines the rule spans.
+    Place placeOfBodyOffset(std::size_t offset) const;
+
+    // Where each piece of the gathered text comes from: a piece begins at
+    // `gatheredOffset` (first the text after "=", then each following line,
+    // after the space that joins it) and at `place` in the source.
+    struct Piece {
+        std::size_t gatheredOffset = 0;
+        Place place;
+    };
+    std::vector<Piece> pieces;
+    std::size_t bodyStart = 0; // the offset of the body in the gathered text
+};
+
+// Reads like getOneRule (which calls it), and also says where and why.
+// Cost: linear in the lines the rule spans.
+RuleReading readOneRule(const std::vector<std::string_view>& lines, std::size_t iLine);
+
 // Compiles every rule of `grammarString` at `linguisticLevel` into one graph of
 // a new MGFSA (not determinized); absent when any rule cannot be read or
 // compiled. A text without rules gives a grammar without graphs.
@@ -42,6 +78,39 @@ std::optional<MGFSA> textualGrammarToMgfsa(std::string_view grammarString, Lingu
 // failure, no token, a rejected label, or an expression nested or chained
 // beyond what the compiler handles safely).
 std::optional<GFSA> expression2Gfsa(std::string_view expression, LinguisticLevel linguisticLevel);
+
+// Why an expression does not compile, with the offset (in the expression) of
+// the token or character at fault.
+struct ExpressionFault {
+    enum class Kind { dictionaryLevel, badEscape, empty, rejectedLabel, rejectedOutput, endsEarly, tooLarge };
+    Kind kind = Kind::empty;
+    std::size_t offset = 0;
+    std::string token; // the token at fault (badEscape: the character)
+};
+
+// A part of an expression that lexpand reads otherwise than it looks: a
+// parenthesis without its partner, a token skipped as if it were ")", an
+// expression that ends with "|" or "&" (the closing ")" is then read as a
+// label).
+struct ExpressionRemark {
+    enum class Kind { unbalancedClosing, unbalancedOpening, skippedToken, danglingOperator };
+    Kind kind = Kind::skippedToken;
+    std::size_t offset = 0;
+    std::string token;
+};
+
+struct CompiledExpression {
+    std::optional<GFSA> gfsa;              // what expression2Gfsa answers
+    std::optional<ExpressionFault> fault;  // present exactly when gfsa is absent
+    std::vector<ExpressionRemark> remarks; // at most one, when gfsa is present
+};
+
+// Compiles `expression` exactly as expression2Gfsa does, and says why it
+// fails or what it reads otherwise than it looks. The largest automaton it
+// makes has maximalExpressionStates states. Cost: that of expression2Gfsa,
+// plus one pass over the tokens.
+CompiledExpression compileExpression(std::string_view expression, LinguisticLevel linguisticLevel);
+inline constexpr std::uint64_t maximalExpressionStates = std::uint64_t{1} << 21;
 
 // The recursive-descent parse functions: each parses one construct starting at
 // `tokenIndex` and answers the automaton and the index of the first token it

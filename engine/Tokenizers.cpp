@@ -43,14 +43,18 @@ void appendCharacters(TokenList& tokens, std::string_view token) {
 class SyntacticTokenizer {
 public:
     // The tokens of `text`, or absent when a backslash protects a character
-    // that is not special. Malformed UTF-8 bytes pass through as characters
-    // that are neither letters nor white space.
-    std::optional<TokenList> run(std::string_view text) {
+    // that is not special (its offset then goes to `failedAt`, unless null).
+    // Malformed UTF-8 bytes pass through as characters that are neither
+    // letters nor white space.
+    std::optional<TokenList> run(std::string_view text, std::size_t* failedAt = nullptr) {
         std::size_t position = 0;
         while (position < text.size()) {
             const std::size_t begin = position;
             const char32_t scalar = decodeScalar(text, position);
-            if (!step(scalar, text.substr(begin, position - begin))) return std::nullopt;
+            if (!step(scalar, text.substr(begin, position - begin))) {
+                if (failedAt != nullptr) *failedAt = begin;
+                return std::nullopt;
+            }
         }
         flush();
         return std::move(tokens_);
@@ -223,6 +227,12 @@ bool Tokenizer::opensLongToken(char32_t scalar) {
 
 std::optional<TokenList> Tokenizer::textualSyntacticGrammar(std::string_view text) {
     return SyntacticTokenizer().run(text);
+}
+
+std::optional<std::size_t> Tokenizer::badEscapeOffset(std::string_view text) {
+    std::size_t offset = 0;
+    if (SyntacticTokenizer().run(text, &offset)) return std::nullopt;
+    return offset;
 }
 
 std::optional<TokenList> Tokenizer::textualOrthographicGrammar(std::string_view text) {

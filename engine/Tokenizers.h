@@ -25,6 +25,11 @@ public:
     // of the nine special characters " $ ( ) * / < \ |. Cost: one pass.
     static std::optional<TokenList> textualSyntacticGrammar(std::string_view text);
 
+    // Where the syntactic tokenizer fails on `text`: the offset of the
+    // character that a backslash protects but may not; absent when it does
+    // not fail. Cost: one pass.
+    static std::optional<std::size_t> badEscapeOffset(std::string_view text);
+
     // The syntactic tokens, with every token whose first character is a letter
     // split into its characters (extended grapheme clusters). Absent exactly
     // when the syntactic tokenizer is absent; empty for empty or white text.
