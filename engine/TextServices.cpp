@@ -7,6 +7,7 @@
 #include <unicode/bytestream.h>
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
+#include <unicode/ubrk.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 #include <unicode/utext.h>
@@ -415,6 +416,69 @@ std::string switchCase(std::string_view character) {
     mapped.append(character.substr(restBegin));
     const std::vector<std::string_view> clusters = graphemeClusterViews(mapped);
     return clusters.empty() ? std::string() : std::string(clusters.front());
+}
+
+// ---- Case of whole texts ------------------------------------------------------
+
+std::string toLowerCase(std::string_view text) {
+    if (isAscii(text)) {
+        std::string lower(text);
+        for (char& c : lower) {
+            if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
+        }
+        return lower;
+    }
+    if (!isValidUtf8(text)) return std::string(text);
+    icu::UnicodeString unicode =
+        icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+    unicode.toLower(icu::Locale::getRoot());
+    return toUtf8(unicode);
+}
+
+std::string lowerCaseFirstCharacter(std::string_view text) {
+    const std::vector<std::string_view> clusters = graphemeClusterViews(text);
+    if (clusters.empty()) return std::string();
+    return toLowerCase(clusters.front()) + std::string(text.substr(clusters.front().size()));
+}
+
+// ---- Words ----------------------------------------------------------------------
+
+struct WordSegmenter::Iterator {
+    std::unique_ptr<icu::BreakIterator> words;
+};
+
+WordSegmenter::WordSegmenter() : iterator_(std::make_unique<Iterator>()) {
+    UErrorCode status = U_ZERO_ERROR;
+    iterator_->words.reset(icu::BreakIterator::createWordInstance(icu::Locale::getRoot(), status));
+    if (U_FAILURE(status)) iterator_->words.reset();
+}
+
+WordSegmenter::~WordSegmenter() = default;
+
+void WordSegmenter::segment(std::string_view text, std::vector<TextSegment>& segments) {
+    segments.clear();
+    if (text.empty()) return;
+    UErrorCode status = U_ZERO_ERROR;
+    UText utext = UTEXT_INITIALIZER;
+    if (iterator_->words != nullptr && isValidUtf8(text))
+        utext_openUTF8(&utext, text.data(), static_cast<int64_t>(text.size()), &status);
+    else
+        status = U_ILLEGAL_ARGUMENT_ERROR;
+    if (U_SUCCESS(status)) iterator_->words->setText(&utext, status);
+    if (U_FAILURE(status)) {
+        utext_close(&utext);
+        segments.push_back(TextSegment{0, text.size(), true});
+        return;
+    }
+    icu::BreakIterator& words = *iterator_->words;
+    std::size_t begin = static_cast<std::size_t>(words.first());
+    for (int32_t end = words.next(); end != icu::BreakIterator::DONE; end = words.next()) {
+        const int32_t rule = words.getRuleStatus();
+        const bool isWord = !(rule >= UBRK_WORD_NONE && rule < UBRK_WORD_NONE_LIMIT);
+        segments.push_back(TextSegment{begin, static_cast<std::size_t>(end), isWord});
+        begin = static_cast<std::size_t>(end);
+    }
+    utext_close(&utext);
 }
 
 // ---- Files ----------------------------------------------------------------
