@@ -15,6 +15,7 @@
 #include <system_error>
 #include <vector>
 
+#include "CompactDictionary.h"
 #include "CompactDictionaryBuilder.h"
 #include "FormLineReader.h"
 #include "LexiconExpansion.h"
@@ -211,6 +212,17 @@ std::optional<std::string> writeFile(const std::string& path, const std::string&
     return std::nullopt;
 }
 
+// "FILE: N forms, N pairs, N analyses, N bytes (X bytes per pair)".
+void printSummary(const std::string& path, const std::string& bytes) {
+    const CompactDictionaryOpening opening = CompactDictionary::fromBytes(bytes);
+    if (!opening.dictionary) return;
+    const CompactDictionaryInfo& info = opening.dictionary->info();
+    char perPair[32];
+    std::snprintf(perPair, sizeof perPair, "%.3f", static_cast<double>(info.bytes) / static_cast<double>(info.pairs));
+    std::cout << path << ": " << info.forms << " forms, " << info.pairs << " pairs of a form and an analysis, "
+              << info.analyses << " analyses, " << info.bytes << " bytes (" << perPair << " bytes per pair)\n";
+}
+
 ExitStatus run(int argc, char** argv) {
     Options options;
     if (const std::optional<ExitStatus> end = readCommandLine(argc, argv, options)) return *end;
@@ -253,7 +265,7 @@ ExitStatus run(int argc, char** argv) {
         printError(*failure);
         return statusFailedInput;
     }
-    if (options.verbose) std::cout << options.output << ": " << bytes->size() << " bytes\n";
+    if (options.verbose) printSummary(options.output, *bytes);
     return statusSuccess;
 }
 

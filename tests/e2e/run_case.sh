@@ -3,7 +3,8 @@
 # file (one per line, kept exactly, spaces included), from inside the case
 # folder. The case passes when standard output equals `expected_stdout` byte
 # for byte, the exit status equals `expected_status` and nothing was written
-# to standard error.
+# to standard error, or, when the case holds a file `expected_stderr`,
+# standard error equals that file (placeholders replaced as below).
 #
 # Messages that name an absolute directory depend on where the repository is
 # checked out. In `expected_stdout` such a directory is written as the
@@ -50,6 +51,13 @@ sed -e "s|@CASE_DIR@|$(sed_replacement "$case_dir")|g" \
     -e "s|@SCRATCH_DIR@|$(sed_replacement "$scratch_dir")|g" \
     "$expected_source" >"$expected_stdout"
 
+expected_stderr=
+if [ -f expected_stderr ]; then
+  expected_stderr=$(mktemp)
+  sed -e "s|@CASE_DIR@|$(sed_replacement "$case_dir")|g" \
+      -e "s|@SCRATCH_DIR@|$(sed_replacement "$scratch_dir")|g" expected_stderr >"$expected_stderr"
+fi
+
 "$lexpand" "${args[@]}" >"$actual_stdout" 2>"$actual_stderr"
 status=$?
 expected_status=$(cat expected_status)
@@ -61,7 +69,13 @@ fi
 if [ "$status" != "$expected_status" ]; then
   echo "exit status $status, expected $expected_status"; ok=0
 fi
-if [ -s "$actual_stderr" ]; then
+if [ -n "$expected_stderr" ]; then
+  if ! cmp -s "$actual_stderr" "$expected_stderr"; then
+    echo "stderr differs from expected_stderr (< expected, > actual):"
+    diff -a "$expected_stderr" "$actual_stderr" | head -n 20; ok=0
+  fi
+  rm -f "$expected_stderr"
+elif [ -s "$actual_stderr" ]; then
   echo "unexpected standard error:"; head -n 20 "$actual_stderr"; ok=0
 fi
 [ $ok = 1 ]
