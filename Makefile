@@ -22,11 +22,17 @@ PACKAGES = g++:/usr/bin/g++ \
            pkg-config:/usr/bin/pkg-config \
            libicu-dev:/usr/include/unicode/uchar.h \
            libgtest-dev:/usr/include/gtest/gtest.h \
-           libbenchmark-dev:/usr/include/benchmark/benchmark.h
-# What `make bench` needs besides: the real lexicon, unmunch, /usr/bin/time.
+           libbenchmark-dev:/usr/include/benchmark/benchmark.h \
+           python3:/usr/bin/python3
+# What `make bench` needs besides: the real lexicon, unmunch, /usr/bin/time,
+# and the peers that the analysis benchmark measures lexpand-lookup against.
 BENCH_PACKAGES = hunspell-ru:/usr/share/hunspell/ru_RU.dic \
                  hunspell-tools:/usr/bin/unmunch \
-                 time:/usr/bin/time
+                 time:/usr/bin/time \
+                 hfst:/usr/bin/hfst-strings2fst \
+                 lttoolbox:/usr/bin/lt-proc \
+                 lttoolbox-dev:/usr/bin/lt-comp \
+                 foma-bin:/usr/bin/flookup
 # The layout check.
 FORMAT_PACKAGES = clang-format:/usr/bin/clang-format
 # The fuzz targets build with clang and its libFuzzer runtime.

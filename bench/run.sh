@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Times lexpand on whole lexicons and prints the figures that bench/README.md
-# explains. Usage: bench/run.sh BUILD_DIR [real] [generated]   (both by default)
+# explains. Usage: bench/run.sh BUILD_DIR [real] [generated] [analysis]   (all by default)
 #
 #   real       the Russian Hunspell dictionary (hunspell-ru), converted by
 #              hunspell2lexpand.py: throughput, peak RSS, time per phase, the
@@ -8,6 +8,8 @@
 #              forms agree with the converter's own expansion
 #   generated  the seeded synthetic lexicon at 200,000 and 400,000 entries
 #              (twice the entries should cost about twice the time)
+#   analysis   compact dictionaries of the real lexicon against hfst, lttoolbox
+#              and foma, and their exactness (bench/analysis.sh)
 #
 # Environment: RUNS, how many timed runs of each lexicon (default 1; the
 # fastest counts, which steadies figures on a busy machine); HUNSPELL2LEXPAND, the converter (default
@@ -21,7 +23,7 @@ repo=$(cd "$here/.." && pwd)
 build_dir=$(cd "${1:-build-bench}" && pwd)
 shift || true
 parts=("$@")
-[ ${#parts[@]} -gt 0 ] || parts=(real generated)
+[ ${#parts[@]} -gt 0 ] || parts=(real generated analysis)
 
 lexpand=$build_dir/lexpand/lexpand
 [ -x "$lexpand" ] || { echo "bench/run.sh: no lexpand in $build_dir (build it first)" >&2; exit 1; }
@@ -184,6 +186,7 @@ for part in "${parts[@]}"; do
   case $part in
     real) real_lexicon ;;
     generated) generated_lexicon ;;
-    *) echo "bench/run.sh: unknown part \"$part\" (real or generated)" >&2; exit 1 ;;
+    analysis) "$here/analysis.sh" "$build_dir" ;;
+    *) echo "bench/run.sh: unknown part \"$part\" (real, generated or analysis)" >&2; exit 1 ;;
   esac
 done

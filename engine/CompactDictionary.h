@@ -36,8 +36,6 @@ struct CompactDictionaryInfo {
     std::uint64_t bytes = 0;       // the size of the file
 };
 
-class CompactDictionary;
-
 struct CompactDictionaryOpening;
 
 class CompactDictionary {
@@ -105,7 +103,6 @@ public:
 
 private:
     CompactDictionary() = default;
-    friend struct DictionaryChecker;
 
     struct PreparedAnalysis {
         std::string_view command;

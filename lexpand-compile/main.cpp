@@ -129,9 +129,10 @@ class FormCollector final : public LineSink {
 public:
     explicit FormCollector(CompactDictionaryBuilder& builder) : builder_(builder) {}
 
-    // Lines that follow are reported as lines of `source`, counted from 1.
-    void beginSource(std::string source) {
-        source_ = std::move(source);
+    // Lines that follow are reported as lines of the file `path`, or of the
+    // expansion for an empty path, counted from 1.
+    void beginSource(std::string path) {
+        source_ = std::move(path);
         lineNumber_ = 0;
     }
 
@@ -230,7 +231,7 @@ ExitStatus run(int argc, char** argv) {
     CompactDictionaryBuilder builder;
     FormCollector collector(builder);
     if (!options.lexicon.dictionaries.empty()) {
-        collector.beginSource("expansion of the lexicon");
+        collector.beginSource("");
         if (const std::optional<std::string> failure = expandLexicon(options.lexicon, collector)) {
             printError(*failure);
             return statusFailedInput;

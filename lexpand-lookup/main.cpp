@@ -100,10 +100,8 @@ std::optional<ExitStatus> readCommandLine(int argc, char** argv, Options& option
     if (optind >= argc) return wrongCommandLine("no dictionary");
     options.dictionary = argv[optind];
     for (int i = optind + 1; i < argc; ++i) options.inputs.emplace_back(argv[i]);
+    if (options.mode == Mode::info && !options.inputs.empty()) return wrongCommandLine("--info reads no input");
     if (options.inputs.empty()) options.inputs.emplace_back("-");
-    if (options.mode == Mode::info && options.inputs.size() > 1 ? true : false) {
-        if (options.inputs.front() != "-") return wrongCommandLine("--info takes no input file");
-    }
     return std::nullopt;
 }
 
