@@ -7,15 +7,18 @@
   analysis_inputs.py peers LINES FOLDER
       The distinct pairs of a form and its analysis, the analysis being the line
       without the form and without its _LEX item (so no lemma), in the input formats
-      of the peers: FOLDER/hfst.strings (hfst-strings2fst), FOLDER/lt.dix (lt-comp),
-      FOLDER/foma.spaced (foma's read spaced-text); FOLDER/pairs holds their count.
+      of the peers: FOLDER/hfst.strings (hfst-strings2fst -j -S), FOLDER/lt.dix
+      (lt-comp), FOLDER/foma.spaced (foma's read spaced-text); FOLDER/pairs holds
+      their count. A form is a string of characters; an analysis is a string of tags
+      (multi-character symbols), the category and then each "+" item, as analysers
+      of the field write them.
 """
 
 import os
 import random
 import re
 import sys
-from xml.sax.saxutils import escape
+from xml.sax.saxutils import escape, quoteattr
 
 LEX_ITEM = re.compile(r'\+_LEX="[^"]*"')
 
@@ -47,26 +50,38 @@ def words(lines, count, folder):
             out.write(word + "\n")
 
 
-def foma_symbols(text):
-    """Space-separated symbols; 0, ? and % are special to foma and escaped."""
-    return " ".join("%" + c if c in "0?%" else c for c in text)
+def tags(analysis):
+    """The category, then each "+" item with its "+"."""
+    category, *items = analysis.split("+")
+    return [category] + ["+" + item for item in items]
+
+
+def spaced(symbols):
+    """Space-separated symbols for foma; 0, ? and % alone are special and escaped."""
+    return " ".join("%" + s if s in ("0", "?", "%") else s for s in symbols)
+
+
+def hfst_escaped(symbols):
+    return " ".join(s.replace("\\", "\\\\").replace(":", "\\:").replace("\t", "\\\t") for s in symbols)
 
 
 def peers(lines, folder):
     pairs = sorted({(form, LEX_ITEM.sub("", rest, count=1)) for form, rest in form_lines(lines)})
     letters = sorted({c for form, _ in pairs for c in form if not c.isspace()})
+    tag_names = sorted({tag for _, analysis in pairs for tag in tags(analysis)})
     with open(os.path.join(folder, "hfst.strings"), "w", encoding="utf-8") as hfst, \
          open(os.path.join(folder, "foma.spaced"), "w", encoding="utf-8") as foma, \
          open(os.path.join(folder, "lt.dix"), "w", encoding="utf-8") as dix:
-        dix.write('<?xml version="1.0" encoding="UTF-8"?>\n<dictionary>\n<alphabet>%s</alphabet>\n'
-                  '<sdefs></sdefs>\n<section id="main" type="standard">\n' % escape("".join(letters)))
+        dix.write('<?xml version="1.0" encoding="UTF-8"?>\n<dictionary>\n<alphabet>%s</alphabet>\n<sdefs>\n'
+                  % escape("".join(letters)))
+        for tag in tag_names:
+            dix.write('<sdef n=%s/>\n' % quoteattr(tag))
+        dix.write('</sdefs>\n<section id="main" type="standard">\n')
         for form, analysis in pairs:
-            def hfst_escaped(text):
-                return text.replace("\\", "\\\\").replace(":", "\\:").replace("\t", "\\\t")
-            hfst.write("%s:%s\n" % (hfst_escaped(form), hfst_escaped(analysis)))
-            foma.write("%s\n%s\n\n" % (foma_symbols(analysis), foma_symbols(form)))
+            hfst.write("%s:%s\n" % (hfst_escaped(form), hfst_escaped(tags(analysis))))
+            foma.write("%s\n%s\n\n" % (spaced(tags(analysis)), spaced(form)))
             dix.write("<e><p><l>%s</l><r>%s</r></p></e>\n"
-                      % (escape(form).replace(" ", "<b/>"), escape(analysis).replace(" ", "<b/>")))
+                      % (escape(form).replace(" ", "<b/>"), "".join("<s n=%s/>" % quoteattr(t) for t in tags(analysis))))
         dix.write("</section>\n</dictionary>\n")
     with open(os.path.join(folder, "pairs"), "w") as out:
         out.write("%d\n" % len(pairs))

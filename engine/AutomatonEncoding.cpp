@@ -72,6 +72,15 @@ EncodedAutomaton encodeAutomaton(const AcyclicAutomaton& automaton,
     EncodedAutomaton encoded;
     if (automaton.states.empty() || automaton.states[automaton.root].arcCount == 0) return encoded;
     const Layout layout = layOut(automaton);
+    // The forms below each state; targets are built before the states that
+    // reach them, so one pass in order counts them.
+    std::vector<std::uint64_t> formsBelow(automaton.states.size(), 0);
+    for (std::size_t state = 0; state < automaton.states.size(); ++state) {
+        const AcyclicAutomaton::State& s = automaton.states[state];
+        formsBelow[state] = s.value != AcyclicAutomaton::notFinal ? 1 : 0;
+        for (std::uint32_t i = 0; i < s.arcCount; ++i)
+            formsBelow[state] += formsBelow[automaton.arcs[s.firstArc + i].target];
+    }
     const auto isFinal = [&](std::uint32_t state) {
         return automaton.states[state].value != AcyclicAutomaton::notFinal;
     };
@@ -90,7 +99,11 @@ EncodedAutomaton encodeAutomaton(const AcyclicAutomaton& automaton,
             arcs.push_back(PlacedArc{symbolOf.at(arc.label), arc.target, false});
         }
         const auto stateArcs = arcs.begin() + begin;
-        std::sort(stateArcs, arcs.end(), [](const PlacedArc& a, const PlacedArc& b) { return a.symbol < b.symbol; });
+        // A lookup scans the arcs in order: those that lead to more forms first.
+        std::sort(stateArcs, arcs.end(), [&](const PlacedArc& a, const PlacedArc& b) {
+            return formsBelow[a.target] != formsBelow[b.target] ? formsBelow[a.target] > formsBelow[b.target]
+                                                                : a.symbol < b.symbol;
+        });
         if (layout.following[state] != none) {
             // The arc to the following state goes last (the last such arc when several lead there).
             const auto toFollowing = std::find_if(arcs.rbegin(), arcs.rend(), [&](const PlacedArc& arc) {

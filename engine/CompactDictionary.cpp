@@ -18,10 +18,12 @@ namespace {
 
 using namespace detail;
 
-constexpr char32_t smallScalars = 0x800; // the scalars of two UTF-8 bytes or fewer
-constexpr std::uint32_t denseArcs = 32;  // states with this many arcs get a table
-constexpr std::uint32_t denseWidthLimit = 256;
+constexpr char32_t smallScalars = 0x800;                  // the scalars of two UTF-8 bytes or fewer
+constexpr std::uint32_t denseArcs = 8;                    // states with this many arcs get a table,
+constexpr std::uint32_t denseWidthLimit = 256;            // of at most this many entries,
+constexpr std::size_t denseBudget = std::size_t{1} << 20; // in 1 MB, or the size of the automaton
 constexpr std::uint32_t noTarget = UINT32_MAX;
+constexpr std::uint32_t noSymbol = UINT32_MAX;
 
 CompactDictionaryOpening refuse(std::string problem) {
     return CompactDictionaryOpening{std::nullopt, std::move(problem)};
@@ -115,7 +117,7 @@ CompactDictionaryOpening CompactDictionary::fromBytes(std::string_view bytes) {
         dictionary.symbols_.push_back(scalar);
         std::string text;
         appendScalar(text, scalar);
-        dictionary.symbolSuitsSuffixEdits_.push_back(suitsSuffixEdits(text));
+        dictionary.symbolSuitsSuffixEdits_.push_back(suitsSuffixEdits(text) ? 1 : 0);
         if (scalar < smallScalars) {
             if (dictionary.smallSymbols_[scalar] != 0) return refuse("damaged: a symbol occurs twice");
             dictionary.smallSymbols_[scalar] = s + 1;
@@ -169,9 +171,9 @@ CompactDictionaryOpening CompactDictionary::fromBytes(std::string_view bytes) {
         return *count;
     };
     std::string problem;
-    std::vector<std::pair<std::uint32_t, std::uint32_t>> denseStates;
+    std::vector<DenseCandidate> denseStates;
     const auto onState = [&](std::uint32_t offset, std::uint32_t arcsBegin, std::uint32_t arcs) {
-        if (arcs >= denseArcs) denseStates.emplace_back(offset, arcsBegin);
+        if (arcs >= denseArcs) denseStates.push_back(DenseCandidate{offset, arcsBegin, arcs});
     };
     const std::optional<AutomatonCounts> counts =
         checkAutomaton(dictionary.automaton_, dictionary.root_, info.symbols, listLength, onState, problem);
@@ -179,21 +181,28 @@ CompactDictionaryOpening CompactDictionary::fromBytes(std::string_view bytes) {
     if (counts->forms != info.forms || counts->pairs != info.pairs || counts->states != info.states ||
         counts->arcs != info.arcs || counts->longestForm != info.longestForm || listLengths.size() != info.lists)
         return refuse("damaged: the automaton does not hold what the header announces");
-    dictionary.buildDenseTables(denseStates);
+    dictionary.buildDenseTables(std::move(denseStates));
     return CompactDictionaryOpening{std::move(dictionary), std::string()};
 }
 
-void CompactDictionary::buildDenseTables(const std::vector<std::pair<std::uint32_t, std::uint32_t>>& states) {
+void CompactDictionary::buildDenseTables(std::vector<DenseCandidate> candidates) {
     // Twice the offsets must fit an entry.
-    if (states.empty() || automaton_.size() >= noTarget / 2) return;
+    if (candidates.empty() || automaton_.size() >= noTarget / 2) return;
     denseWidth_ = std::min(info_.symbols, denseWidthLimit);
+    // The states with the most arcs first, as many as the budget holds.
+    std::sort(candidates.begin(), candidates.end(),
+              [](const DenseCandidate& a, const DenseCandidate& b) { return a.arcs > b.arcs; });
+    const std::size_t most = std::max(denseBudget, automaton_.size()) / (std::size_t{denseWidth_} * 4);
+    if (candidates.size() > most) candidates.resize(most);
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> states;
+    for (const DenseCandidate& candidate : candidates) states.emplace_back(candidate.state, candidate.arcsBegin);
     denseBits_.assign(automaton_.size() / 64 + 1, 0);
     for (const auto& [state, arcsBegin] : states) denseBits_[state >> 6] |= std::uint64_t{1} << (state & 63);
     denseRank_.resize(denseBits_.size());
     std::uint32_t count = 0;
     for (std::size_t word = 0; word < denseBits_.size(); ++word) {
         denseRank_[word] = count;
-        count += static_cast<std::uint32_t>(__builtin_popcountll(denseBits_[word]));
+        for (std::uint64_t bits = denseBits_[word]; bits != 0; bits &= bits - 1) ++count;
     }
     denseTargets_.assign(std::size_t{count} * denseWidth_, noTarget);
     for (const auto& [state, arcsBegin] : states) {
@@ -227,44 +236,74 @@ std::uint32_t CompactDictionary::firstArcOf(const Position& at, bool& hasArcs) c
     return static_cast<std::uint32_t>(position);
 }
 
+std::uint32_t CompactDictionary::nextSymbol(std::string_view text, std::size_t& position) const {
+    const auto lead = static_cast<unsigned char>(text[position]);
+    // Unknown small scalars hold 0, which gives noSymbol.
+    if (lead < 0x80) {
+        ++position;
+        return smallSymbols_[lead] - 1;
+    }
+    if (lead >= 0xC2 && lead < 0xE0 && position + 1 < text.size() &&
+        (static_cast<unsigned char>(text[position + 1]) & 0xC0) == 0x80) {
+        const char32_t scalar = ((lead & 0x1Fu) << 6) | (static_cast<unsigned char>(text[position + 1]) & 0x3Fu);
+        position += 2;
+        return smallSymbols_[scalar] - 1;
+    }
+    const std::size_t begin = position;
+    const char32_t scalar = decodeScalar(text, position);
+    // A malformed byte decodes as U+FFFD: only the real one may match.
+    if (scalar == 0xFFFD && text.substr(begin, position - begin) != "\xEF\xBF\xBD") return noSymbol;
+    return symbolOf(scalar).value_or(noSymbol);
+}
+
+bool CompactDictionary::step(Position& at, std::uint32_t symbol) const {
+    if (const std::uint32_t* table = denseTableOf(at.state); table != nullptr && symbol < denseWidth_) {
+        const std::uint32_t entry = table[symbol];
+        if (entry == noTarget) return false;
+        at.state = entry / 2;
+        at.isFinal = (entry & 1) != 0;
+        return true;
+    }
+    std::size_t position = at.state;
+    if (at.isFinal) {
+        const std::optional<std::uint32_t> head = readVarint(automaton_, position);
+        if (!head || (*head & 1) == 0) return false;
+    }
+    // The checks made when the file was opened guarantee that the arcs of
+    // every reachable state lie inside the automaton; the bounds are tested
+    // anyway, at the cost of one comparison per byte.
+    const auto* bytes = reinterpret_cast<const unsigned char*>(automaton_.data());
+    const std::size_t size = automaton_.size();
+    while (position < size) {
+        const ArcByte kind = arcByteTable[bytes[position++]];
+        std::uint32_t arcSymbol = kind.label;
+        if (kind.label == escapedLabel) arcSymbol = directLabels + readVarint(automaton_, position).value_or(noSymbol);
+        if (arcSymbol == symbol) {
+            if (kind.targetFollows) {
+                at.state = static_cast<std::uint32_t>(position);
+            } else {
+                const std::optional<std::uint32_t> target = readVarint(automaton_, position);
+                if (!target) return false;
+                at.state = *target;
+            }
+            at.isFinal = kind.targetFinal;
+            return true;
+        }
+        if (kind.last) return false;
+        if (!kind.targetFollows) {
+            while (position < size && (bytes[position++] & 0x80) != 0) {
+            }
+        }
+    }
+    return false;
+}
+
 std::optional<CompactDictionary::Position> CompactDictionary::advance(Position from, std::string_view text) const {
     if (automaton_.empty()) return std::nullopt;
     for (std::size_t i = 0; i < text.size();) {
-        std::optional<std::uint32_t> symbol;
-        const auto lead = static_cast<unsigned char>(text[i]);
-        if (lead < 0x80) {
-            symbol = smallSymbols_[lead] == 0 ? std::nullopt : std::optional<std::uint32_t>(smallSymbols_[lead] - 1);
-            ++i;
-        } else {
-            const std::size_t begin = i;
-            const char32_t scalar = decodeScalar(text, i);
-            // A malformed byte decodes as U+FFFD: only the real one may match.
-            if (scalar == 0xFFFD && text.substr(begin, i - begin) != "\xEF\xBF\xBD") return std::nullopt;
-            symbol = symbolOf(scalar);
-        }
-        if (!symbol) return std::nullopt;
-        const std::uint32_t* table = denseTableOf(from.state);
-        if (table != nullptr && *symbol < denseWidth_) {
-            const std::uint32_t entry = table[*symbol];
-            if (entry == noTarget) return std::nullopt;
-            from.state = entry / 2;
-            from.isFinal = (entry & 1) != 0;
-        } else {
-            bool hasArcs = true;
-            std::size_t position = firstArcOf(from, hasArcs);
-            if (!hasArcs) return std::nullopt;
-            for (;;) {
-                DecodedArc arc;
-                if (!decodeArc(automaton_, position, arc)) return std::nullopt;
-                if (arc.symbol == *symbol) {
-                    from.state = arc.target;
-                    from.isFinal = arc.targetFinal;
-                    break;
-                }
-                if (arc.last) return std::nullopt;
-            }
-        }
-        from.suitsSuffixEdits = from.suitsSuffixEdits && symbolSuitsSuffixEdits_[*symbol];
+        const std::uint32_t symbol = nextSymbol(text, i);
+        if (symbol >= symbols_.size() || !step(from, symbol)) return std::nullopt;
+        from.suitsSuffixEdits = from.suitsSuffixEdits && symbolSuitsSuffixEdits_[symbol] != 0;
     }
     return from;
 }
@@ -333,7 +372,7 @@ void CompactDictionary::walk(std::string_view prefix,
         std::sort(arcs.begin(), arcs.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
         for (const auto& [scalar, arc] : arcs) {
             const Position target{arc.target, arc.targetFinal,
-                                  step.at.suitsSuffixEdits && symbolSuitsSuffixEdits_[arc.symbol]};
+                                  step.at.suitsSuffixEdits && symbolSuitsSuffixEdits_[arc.symbol] != 0};
             stack.push_back(Step{target, form.size(), scalar, false});
         }
     }

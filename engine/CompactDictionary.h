@@ -110,18 +110,32 @@ private:
         std::uint32_t commandIndex = 0;
     };
     std::optional<std::uint32_t> symbolOf(char32_t scalar) const;
+    // The symbol of the scalar at `position` of `text` (moved past it), or
+    // UINT32_MAX when the dictionary has none such or the bytes are malformed.
+    std::uint32_t nextSymbol(std::string_view text, std::size_t& position) const;
+    // Follows the arc of `symbol` from `at`; false when there is none.
+    bool step(Position& at, std::uint32_t symbol) const;
     // The list offset of a final state and the position of its first arc;
     // `hasArcs` false when it has none.
     std::uint32_t firstArcOf(const Position& at, bool& hasArcs) const;
     // The table of the state at `state`, or null when it has none.
     const std::uint32_t* denseTableOf(std::uint32_t state) const {
         if (denseBits_.empty() || ((denseBits_[state >> 6] >> (state & 63)) & 1) == 0) return nullptr;
-        const std::uint64_t below = denseBits_[state >> 6] & ((std::uint64_t{1} << (state & 63)) - 1);
-        const std::size_t index = denseRank_[state >> 6] + static_cast<std::size_t>(__builtin_popcountll(below));
+        // Tables are sparse: the marks below this one in its word are few.
+        std::size_t index = denseRank_[state >> 6];
+        for (std::uint64_t below = denseBits_[state >> 6] & ((std::uint64_t{1} << (state & 63)) - 1); below != 0;
+             below &= below - 1)
+            ++index;
         return denseTargets_.data() + index * denseWidth_;
     }
-    // Builds the tables of the states (offset, offset of the first arc).
-    void buildDenseTables(const std::vector<std::pair<std::uint32_t, std::uint32_t>>& states);
+    // Builds the tables of the states with the most arcs among `candidates`,
+    // within a budget of memory: 1 MB, or the size of the automaton.
+    struct DenseCandidate {
+        std::uint32_t state;
+        std::uint32_t arcsBegin;
+        std::uint32_t arcs;
+    };
+    void buildDenseTables(std::vector<DenseCandidate> candidates);
 
     std::optional<MappedFile> file_;
     std::string_view bytes_;
@@ -130,7 +144,7 @@ private:
     std::uint32_t root_ = 0;
     CompactDictionaryInfo info_;
     std::vector<char32_t> symbols_;                                // scalar of each symbol
-    std::vector<bool> symbolSuitsSuffixEdits_;                     // per symbol
+    std::vector<std::uint8_t> symbolSuitsSuffixEdits_;             // per symbol: 1 or 0
     std::vector<std::uint32_t> smallSymbols_;                      // scalar below smallScalars -> symbol + 1, or 0
     std::vector<std::pair<char32_t, std::uint32_t>> largeSymbols_; // sorted by scalar
     std::vector<PreparedAnalysis> analyses_;

@@ -421,18 +421,30 @@ std::string switchCase(std::string_view character) {
 // ---- Case of whole texts ------------------------------------------------------
 
 std::string toLowerCase(std::string_view text) {
-    if (isAscii(text)) {
-        std::string lower(text);
-        for (char& c : lower) {
-            if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
+    // Scalars of one or two bytes map alone: their full lower-case mapping is
+    // their simple one, but for U+0130 (to "i" and a combining dot) and the
+    // capital sigma (final or not by context), left to ICU with the rest.
+    std::string lower;
+    lower.reserve(text.size());
+    for (std::size_t position = 0; position < text.size();) {
+        const auto lead = static_cast<unsigned char>(text[position]);
+        if (lead < 0x80) {
+            lower += static_cast<char>(lead >= 'A' && lead <= 'Z' ? lead + ('a' - 'A') : lead);
+            ++position;
+            continue;
         }
-        return lower;
+        const std::size_t length = wellFormedLength(text, position);
+        const char32_t scalar = length == 2 ? decodeScalar(text, position) : 0;
+        if (length != 2 || scalar == 0x130 || scalar == 0x3A3) {
+            if (!isValidUtf8(text)) return std::string(text);
+            icu::UnicodeString unicode =
+                icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+            unicode.toLower(icu::Locale::getRoot());
+            return toUtf8(unicode);
+        }
+        appendScalar(lower, static_cast<char32_t>(u_tolower(static_cast<UChar32>(scalar))));
     }
-    if (!isValidUtf8(text)) return std::string(text);
-    icu::UnicodeString unicode =
-        icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
-    unicode.toLower(icu::Locale::getRoot());
-    return toUtf8(unicode);
+    return lower;
 }
 
 std::string lowerCaseFirstCharacter(std::string_view text) {

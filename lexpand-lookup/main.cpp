@@ -180,10 +180,13 @@ public:
 
     void lookUp(std::string_view word) {
         if (printAnalyses(word, word, false)) return;
-        const std::string firstLower = lowerCaseFirstCharacter(word);
-        if (firstLower != word && printAnalyses(word, firstLower, true)) return;
+        // A word already in lower case is also in lower case from its first letter.
         const std::string allLower = toLowerCase(word);
-        if (allLower != word && allLower != firstLower && printAnalyses(word, allLower, true)) return;
+        if (allLower != word) {
+            const std::string firstLower = lowerCaseFirstCharacter(word);
+            if (firstLower != word && printAnalyses(word, firstLower, true)) return;
+            if (allLower != firstLower && printAnalyses(word, allLower, true)) return;
+        }
         std::string& out = out_.buffer();
         out += word;
         out += "\t?\n";
@@ -320,7 +323,8 @@ ExitStatus run(int argc, char** argv) {
         printInfo(dictionary, output);
     } else {
         WordLookup lookup(dictionary, output);
-        FormGenerator generator(dictionary);
+        std::optional<FormGenerator> generator;
+        if (options.mode == Mode::generate) generator.emplace(dictionary);
         TextLookup text(dictionary, lookup);
         for (const std::string& input : options.inputs) {
             const bool read = forEachInputLine(input, [&](std::string_view line) {
@@ -332,7 +336,7 @@ ExitStatus run(int argc, char** argv) {
                     text.lookUpWordsOf(line);
                     break;
                 case Mode::generate:
-                    if (!line.empty() && !generate(generator, dictionary, line, output)) {
+                    if (!line.empty() && !generate(*generator, dictionary, line, output)) {
                         output.flush();
                         printError("not a query LEMMA,CATEGORY+PROPERTIES: " + std::string(line));
                         status = statusFailedInput;
