@@ -47,31 +47,68 @@ std::size_t scalarCount(std::string_view text) {
 
 } // namespace
 
-std::optional<std::string> CompactDictionaryBuilder::add(std::string_view form, std::string_view reverseCommand,
-                                                         std::string_view properties) {
-    if (form.empty()) return std::string("the word form is empty");
-    if (form.find('\n') != std::string_view::npos) return std::string("the word form holds a line feed");
-    if (!isValidUtf8(form) || !isValidUtf8(properties) || !isValidUtf8(reverseCommand))
-        return std::string("the line is not UTF-8");
-    if (form.size() > UINT32_MAX) return std::string("the word form is too long");
-
+std::optional<std::uint32_t> CompactDictionaryBuilder::analysisId(std::string_view reverseCommand,
+                                                                  std::string_view properties, std::string& problem) {
     key_.assign(std::to_string(reverseCommand.size()));
     key_ += ':';
     key_ += reverseCommand;
     key_ += properties;
-    auto found = analysisIds_.find(key_);
-    if (found == analysisIds_.end()) {
-        if (analyses_.size() >= UINT32_MAX) return std::string("too many distinct analyses");
-        analyses_.push_back(
-            Analysis{std::string(reverseCommand), std::string(properties), ReverseCommand::prepare(reverseCommand)});
-        found = analysisIds_.emplace(key_, static_cast<std::uint32_t>(analyses_.size() - 1)).first;
+    if (const auto found = analysisIds_.find(key_); found != analysisIds_.end()) return found->second;
+    if (!isValidUtf8(properties) || !isValidUtf8(reverseCommand)) {
+        problem = "the line is not UTF-8";
+        return std::nullopt;
     }
-    const Analysis& analysis = analyses_[found->second];
-    lemma_.clear();
-    if (!analysis.prepared || !analysis.prepared->appendLemma(lemma_, form, suitsSuffixEdits(form)))
-        return "the reverse command \"" + analysis.reverseCommand + "\" does not apply to the word form";
+    if (analyses_.size() >= UINT32_MAX) {
+        problem = "too many distinct analyses";
+        return std::nullopt;
+    }
+    analyses_.push_back(
+        Analysis{std::string(reverseCommand), std::string(properties), ReverseCommand::prepare(reverseCommand)});
+    const auto id = static_cast<std::uint32_t>(analyses_.size() - 1);
+    analysisIds_.emplace(key_, id);
+    return id;
+}
 
-    pairs_.push_back(Pair{forms_.size(), static_cast<std::uint32_t>(form.size()), found->second});
+std::optional<std::string> CompactDictionaryBuilder::add(std::string_view form, std::string_view reverseCommand,
+                                                         std::string_view properties) {
+    std::string problem;
+    const std::optional<std::uint32_t> analysis = analysisId(reverseCommand, properties, problem);
+    if (!analysis) return problem;
+    return add(form, *analysis);
+}
+
+bool CompactDictionaryBuilder::formSuitsSuffixEdits(std::string_view form) {
+    for (std::size_t position = 0; position < form.size();) {
+        const std::size_t begin = position;
+        const char32_t scalar = decodeScalar(form, position);
+        if (scalar >= scalarSuits_.size()) {
+            if (!suitsSuffixEdits(form.substr(begin, position - begin))) return false;
+            continue;
+        }
+        if (scalarSuits_[scalar] == 0)
+            scalarSuits_[scalar] = suitsSuffixEdits(form.substr(begin, position - begin)) ? 1 : 2;
+        if (scalarSuits_[scalar] == 2) return false;
+    }
+    return true;
+}
+
+std::optional<std::string> CompactDictionaryBuilder::add(std::string_view form, std::uint32_t analysis) {
+    if (form.empty()) return std::string("the word form is empty");
+    if (form.find('\n') != std::string_view::npos) return std::string("the word form holds a line feed");
+    if (!isValidUtf8(form)) return std::string("the line is not UTF-8");
+    if (form.size() > UINT32_MAX) return std::string("the word form is too long");
+    if (analysis >= analyses_.size()) return std::string("no such analysis");
+
+    // Every scalar of a well-formed form that suits suffix edits is one.
+    const Analysis& entry = analyses_[analysis];
+    lemma_.clear();
+    if (!entry.prepared || !entry.prepared->appendLemma(lemma_, form, formSuitsSuffixEdits(form)))
+        return "the reverse command \"" + entry.reverseCommand + "\" does not apply to the word form";
+
+    std::uint64_t prefix = 0;
+    for (std::size_t i = 0; i < 8; ++i)
+        prefix = (prefix << 8) | (i < form.size() ? static_cast<unsigned char>(form[i]) : 0u);
+    pairs_.push_back(Pair{prefix, forms_.size(), static_cast<std::uint32_t>(form.size()), analysis});
     forms_ += form;
     return std::nullopt;
 }
@@ -80,8 +117,11 @@ std::optional<std::string> CompactDictionaryBuilder::build(std::string& problem)
     const auto formOf = [&](const Pair& pair) {
         return std::string_view(forms_).substr(pair.formOffset, pair.formSize);
     };
-    // By form, then in the order added.
+    // By form, then in the order added. Zeros after the end of a form make
+    // it sort before its extensions by the prefix too, and forms are UTF-8,
+    // so the prefixes order forms as their bytes do.
     std::sort(pairs_.begin(), pairs_.end(), [&](const Pair& a, const Pair& b) {
+        if (a.prefix != b.prefix) return a.prefix < b.prefix;
         const int order = formOf(a).compare(formOf(b));
         return order != 0 ? order < 0 : a.formOffset < b.formOffset;
     });

@@ -22,13 +22,21 @@ public:
     CompactDictionaryBuilder(const CompactDictionaryBuilder&) = delete; // holds every form added: large
     CompactDictionaryBuilder& operator=(const CompactDictionaryBuilder&) = delete;
 
-    // Adds the pair of `form` and the analysis (`reverseCommand`,
-    // `properties`). Pairs come in any order; a pair added twice counts
-    // once; the analyses of one form keep the order in which they were
-    // first added. Answers why the pair is refused, or nothing: a form that
-    // is empty, not UTF-8 or holds a line feed, or a reverse command that
-    // the editor does not apply to the form. Cost: linear in the form, plus
-    // a hash lookup of the analysis (and the editor for unusual commands).
+    // The number of the analysis (`reverseCommand`, `properties`), the same
+    // for the same texts. Absent, with the reason in `problem`, when a text
+    // is not UTF-8 or there are 2^32 analyses already. Cost: a hash lookup.
+    std::optional<std::uint32_t> analysisId(std::string_view reverseCommand, std::string_view properties,
+                                            std::string& problem);
+
+    // Adds the pair of `form` and the analysis numbered `analysis`. Pairs
+    // come in any order; a pair added twice counts once; the analyses of one
+    // form keep the order in which they were first added. Answers why the
+    // pair is refused, or nothing: a form that is empty, not UTF-8 or holds a
+    // line feed, or a reverse command that the editor does not apply to the
+    // form. Cost: linear in the form (the editor's for unusual commands).
+    std::optional<std::string> add(std::string_view form, std::uint32_t analysis);
+
+    // The same in one call.
     std::optional<std::string> add(std::string_view form, std::string_view reverseCommand, std::string_view properties);
 
     std::uint64_t pairsAdded() const { return pairs_.size(); }
@@ -42,6 +50,7 @@ public:
 
 private:
     struct Pair {
+        std::uint64_t prefix;     // the form's first 8 bytes, big-endian, zeros after its end
         std::uint64_t formOffset; // into forms_
         std::uint32_t formSize;
         std::uint32_t analysis;
@@ -52,12 +61,18 @@ private:
         std::optional<ReverseCommand> prepared;
     };
 
+    // suitsSuffixEdits(form), known for most scalars without ICU.
+    bool formSuitsSuffixEdits(std::string_view form);
+
     std::string forms_; // every form added, one after the other
     std::vector<Pair> pairs_;
     std::vector<Analysis> analyses_;
     std::unordered_map<std::string, std::uint32_t, TextHash, std::equal_to<>> analysisIds_;
     std::string key_;   // scratch: the key of an analysis
     std::string lemma_; // scratch: a restored lemma
+    // Whether each scalar below 0x800 suits suffix edits: 0 not known yet,
+    // 1 yes, 2 no (the others are tested each time).
+    std::vector<std::uint8_t> scalarSuits_ = std::vector<std::uint8_t>(0x800, 0);
 };
 
 } // namespace lexpand

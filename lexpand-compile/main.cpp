@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <unordered_map>
 #include <vector>
 
 #include "CompactDictionary.h"
@@ -144,8 +145,19 @@ public:
         if (!reading.line) {
             refused = "not a form line: " + reading.problem;
         } else {
-            refused = builder_.add(reading.line->form, reading.line->analysis->reverseCommand,
-                                   reading.line->analysis->properties);
+            // Lines with the same analysis share the reader's object for it.
+            const FormAnalysis* analysis = reading.line->analysis;
+            auto known = analysisIds_.find(analysis);
+            if (known == analysisIds_.end()) {
+                std::string problem;
+                const std::optional<std::uint32_t> id =
+                    builder_.analysisId(analysis->reverseCommand, analysis->properties, problem);
+                if (id)
+                    known = analysisIds_.emplace(analysis, *id).first;
+                else
+                    refused = problem;
+            }
+            if (!refused) refused = builder_.add(reading.line->form, known->second);
         }
         if (refused)
             problem_ = source_ + ":" + std::to_string(lineNumber_) + ": " + *refused + ": " + std::string(line);
@@ -156,6 +168,7 @@ public:
 private:
     CompactDictionaryBuilder& builder_;
     FormLineReader reader_;
+    std::unordered_map<const FormAnalysis*, std::uint32_t> analysisIds_;
     std::string source_;
     std::uint64_t lineNumber_ = 0;
     std::optional<std::string> problem_;
