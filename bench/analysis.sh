@@ -100,7 +100,7 @@ for peer in $peers; do
   case $peer in
     hfst)
       command -v hfst-strings2fst >/dev/null || { echo "  hfst: not installed (Debian package hfst)"; continue; }
-      timed hfst-strings "hfst-strings2fst -j -S -i '$work/hfst.strings' -o '$work/ru.hfst'" || continue
+      timed hfst-strings "hfst-strings2fst -j -p -S -i '$work/hfst.pairs' -o '$work/ru.hfst'" || continue
       timed hfst-minimize "hfst-minimize -i '$work/ru.hfst' -o '$work/ru.min.hfst'" || continue
       timed hfst-optimize "hfst-fst2fst -O -i '$work/ru.min.hfst' -o '$work/ru.hfstol'" || continue
       combine hfst-build hfst-strings.time hfst-minimize.time hfst-optimize.time

@@ -7,11 +7,15 @@
   analysis_inputs.py peers LINES FOLDER
       The distinct pairs of a form and its analysis, the analysis being the line
       without the form and without its _LEX item (so no lemma), in the input formats
-      of the peers: FOLDER/hfst.strings (hfst-strings2fst -j -S), FOLDER/lt.dix
+      of the peers: FOLDER/hfst.pairs (hfst-strings2fst -j -p -S), FOLDER/lt.dix
       (lt-comp), FOLDER/foma.spaced (foma's read spaced-text); FOLDER/pairs holds
       their count. A form is a string of characters; an analysis is a string of tags
       (multi-character symbols), the category and then each "+" item, as analysers
-      of the field write them.
+      of the field write them. Each character of the form is read with no output
+      and each tag is then written with no input, so that lookup runs on the form
+      as on an acceptor (written the other way, the tags paired with the first
+      characters, hfst's, lttoolbox's and foma's lookups are ten to a hundred
+      times slower).
 """
 
 import os
@@ -57,19 +61,25 @@ def tags(analysis):
 
 
 def spaced(symbols):
-    """Space-separated symbols for foma; 0, ? and % alone are special and escaped."""
-    return " ".join("%" + s if s in ("0", "?", "%") else s for s in symbols)
+    """Space-separated symbols for foma; ? and % alone are special and escaped, 0 is
+    the empty string (a form or a tag "0" does not occur in the lexicons measured)."""
+    return " ".join("%" + s if s in ("?", "%") else s for s in symbols)
 
 
-def hfst_escaped(symbols):
-    return " ".join(s.replace("\\", "\\\\").replace(":", "\\:").replace("\t", "\\\t") for s in symbols)
+def hfst_symbol(symbol):
+    return symbol.replace("\\", "\\\\").replace(":", "\\:").replace("\t", "\\\t").replace(" ", "\\ ")
+
+
+def hfst_pairs(form, analysis):
+    """hfst's pair-string: each character of the form to nothing, then nothing to each tag."""
+    return " ".join([hfst_symbol(c) + ":@0@" for c in form] + ["@0@:" + hfst_symbol(t) for t in tags(analysis)])
 
 
 def peers(lines, folder):
     pairs = sorted({(form, LEX_ITEM.sub("", rest, count=1)) for form, rest in form_lines(lines)})
     letters = sorted({c for form, _ in pairs for c in form if not c.isspace()})
     tag_names = sorted({tag for _, analysis in pairs for tag in tags(analysis)})
-    with open(os.path.join(folder, "hfst.strings"), "w", encoding="utf-8") as hfst, \
+    with open(os.path.join(folder, "hfst.pairs"), "w", encoding="utf-8") as hfst, \
          open(os.path.join(folder, "foma.spaced"), "w", encoding="utf-8") as foma, \
          open(os.path.join(folder, "lt.dix"), "w", encoding="utf-8") as dix:
         dix.write('<?xml version="1.0" encoding="UTF-8"?>\n<dictionary>\n<alphabet>%s</alphabet>\n<sdefs>\n'
@@ -78,9 +88,11 @@ def peers(lines, folder):
             dix.write('<sdef n=%s/>\n' % quoteattr(tag))
         dix.write('</sdefs>\n<section id="main" type="standard">\n')
         for form, analysis in pairs:
-            hfst.write("%s:%s\n" % (hfst_escaped(form), hfst_escaped(tags(analysis))))
-            foma.write("%s\n%s\n\n" % (spaced(tags(analysis)), spaced(form)))
-            dix.write("<e><p><l>%s</l><r>%s</r></p></e>\n"
+            hfst.write(hfst_pairs(form, analysis) + "\n")
+            # Lines of equal length, paired symbol by symbol; 0 is the empty string.
+            foma.write("%s\n%s\n\n" % (spaced(["0"] * len(form) + tags(analysis)),
+                                        spaced(list(form) + ["0"] * len(tags(analysis)))))
+            dix.write("<e><p><l>%s</l><r></r></p><p><l></l><r>%s</r></p></e>\n"
                       % (escape(form).replace(" ", "<b/>"), "".join("<s n=%s/>" % quoteattr(t) for t in tags(analysis))))
         dix.write("</section>\n</dictionary>\n")
     with open(os.path.join(folder, "pairs"), "w") as out:
