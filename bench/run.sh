@@ -1,18 +1,28 @@
 #!/usr/bin/env bash
 # Times lexpand on whole lexicons and prints the figures that bench/README.md
-# explains. Usage: bench/run.sh BUILD_DIR [real] [generated] [analysis]   (all by default)
+# explains. Usage: bench/run.sh BUILD_DIR [PART...]
+# (default: real tenfold generated large hungarian analysis)
 #
 #   real       the Russian Hunspell dictionary (hunspell-ru), converted by
-#              hunspell2lexpand.py: throughput, peak RSS, time per phase, the
-#              time per form against Hunspell's unmunch, and whether the word
-#              forms agree with the converter's own expansion
+#              hunspell2lexpand.py: throughput on one core and on all, peak RSS,
+#              time per phase, forms per second through a pipe against
+#              Hunspell's unmunch and against cat of the same output, and whether
+#              the word forms agree with the converter's own expansion
+#   tenfold    the real entries ten times over with distinct lemmas: time
+#              against ten times the real lexicon's, and peak memory
 #   generated  the seeded synthetic lexicon at 200,000 and 400,000 entries
 #              (twice the entries should cost about twice the time)
+#   large      one entry of 2,097,152 forms: time and peak memory
+#   hungarian  Debian's Hungarian dictionary (hunspell-hu), billions of forms:
+#              expanded for HU_SECONDS seconds (default 60), its rate of forms
+#              per second and its memory sampled every few seconds
 #   analysis   compact dictionaries of the real lexicon against hfst, lttoolbox
 #              and foma, and their exactness (bench/analysis.sh)
 #
 # Environment: RUNS, how many timed runs of each lexicon (default 1; the
-# fastest counts, which steadies figures on a busy machine); HUNSPELL2LEXPAND, the converter (default
+# fastest counts, which steadies figures on a busy machine); PIPE_RUNS, how
+# many runs through a pipe, lexpand, unmunch and cat alternating (default 7;
+# the medians count); HUNSPELL2LEXPAND, the converter (default
 # ../shared/tools/hunspell2lexpand.py beside the repository); HUNSPELL_DIR, where
 # ru_RU.aff and ru_RU.dic are (default /usr/share/hunspell). The converted files
 # are cached in BUILD_DIR/hunspell-ru, keyed on the input files and the converter.
@@ -23,7 +33,7 @@ repo=$(cd "$here/.." && pwd)
 build_dir=$(cd "${1:-build-bench}" && pwd)
 shift || true
 parts=("$@")
-[ ${#parts[@]} -gt 0 ] || parts=(real generated analysis)
+[ ${#parts[@]} -gt 0 ] || parts=(real tenfold generated large hungarian analysis)
 
 lexpand=$build_dir/lexpand/lexpand
 [ -x "$lexpand" ] || { echo "bench/run.sh: no lexpand in $build_dir (build it first)" >&2; exit 1; }
@@ -95,6 +105,69 @@ measure() {
   print_phases "$prefix.phases"
 }
 
+# one_core PREFIX FILES...: lexpand again on the first processor alone (one
+# worker), and the speed-up of all processors over it.
+one_core() {
+  local prefix=$1; shift
+  local seconds cpu rss
+  read -r seconds cpu rss <"$prefix.time"
+  local run best="" wall user system one_rss=0
+  for ((run = 0; run < ${RUNS:-1}; ++run)); do
+    /usr/bin/time -f '%e %U %S %M' -o "$prefix.one" taskset -c 0 "$lexpand" "$@" >/dev/null
+    read -r wall user system one_rss <"$prefix.one"
+    if [ -z "$best" ] || awk -v a="$wall" -v b="$best" 'BEGIN { exit !(a < b) }'; then best=$wall; fi
+  done
+  awk -v a="$seconds" -v o="$best" -v r="$rss" -v orss="$one_rss" -v n="$(nproc)" 'BEGIN {
+    if (a <= 0) a = 0.01;
+    printf "  one core (taskset -c 0): %.2f s; all %d cores: %.2f s, %.2f times as fast; peak RSS %.1f MB and %.1f MB\n",
+           o, n, a, o / a, orss / 1024, r / 1024 }'
+}
+
+# median FILE: the median of the numbers of FILE, one per line.
+median() { sort -g "$1" | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
+
+# piped_seconds COMMAND...: the wall-clock seconds of COMMAND writing into a pipe.
+piped_seconds() {
+  # shellcheck disable=SC2016 # "$0" and "$@" belong to the inner shell
+  /usr/bin/time -f '%e' -o "$work/piped" sh -c '"$0" "$@" | cat >/dev/null' "$@"
+  cat "$work/piped"
+}
+
+# through_a_pipe FORMS DIC AFF FILES...: lexpand, unmunch and cat of
+# lexpand's output, each writing into a pipe, alternating PIPE_RUNS times;
+# prints the medians and lexpand's forms per second against the other two.
+through_a_pipe() {
+  local forms=$1 dic=$2 aff=$3; shift 3
+  : >"$work/lexpand.runs"; : >"$work/unmunch.runs"; : >"$work/cat.runs"
+  local have_unmunch=0
+  command -v unmunch >/dev/null && have_unmunch=1
+  [ $have_unmunch = 1 ] && unmunch "$dic" "$aff" >"$work/unmunch.out" 2>/dev/null
+  local run
+  for ((run = 0; run < ${PIPE_RUNS:-7}; ++run)); do
+    piped_seconds "$lexpand" "$@" >>"$work/lexpand.runs"
+    [ $have_unmunch = 1 ] && piped_seconds sh -c 'unmunch "$0" "$1" 2>/dev/null' "$dic" "$aff" >>"$work/unmunch.runs"
+    piped_seconds cat "$work/ru.out" >>"$work/cat.runs"
+  done
+  local lexpand_seconds cat_seconds
+  lexpand_seconds=$(median "$work/lexpand.runs")
+  cat_seconds=$(median "$work/cat.runs")
+  awk -v s="$lexpand_seconds" -v f="$forms" -v c="$cat_seconds" 'BEGIN {
+    if (s <= 0) s = 0.001; if (c <= 0) c = 0.001;
+    printf "through a pipe (medians of %d runs): lexpand %.3f s, %.0f forms/s; cat of its output %.3f s: lexpand takes %.1f times as long as cat\n",
+           ENVIRON["PIPE_RUNS"] ? ENVIRON["PIPE_RUNS"] : 7, s, f / s, c, s / c }'
+  if [ $have_unmunch = 1 ]; then
+    local unmunch_seconds unmunch_forms
+    unmunch_seconds=$(median "$work/unmunch.runs")
+    unmunch_forms=$(wc -l <"$work/unmunch.out")
+    awk -v s="$lexpand_seconds" -v f="$forms" -v us="$unmunch_seconds" -v uf="$unmunch_forms" 'BEGIN {
+      if (s <= 0) s = 0.001; if (us <= 0) us = 0.001;
+      printf "unmunch: %d forms in %.3f s through a pipe, %.0f forms/s\n", uf, us, uf / us;
+      printf "  forms per second, lexpand / unmunch: %.2f\n", (f / s) / (uf / us) }'
+  else
+    echo "unmunch: not installed (Debian package hunspell-tools), no comparison"
+  fi
+}
+
 # ---- The real lexicon ----------------------------------------------------------
 
 real_lexicon() {
@@ -127,21 +200,12 @@ real_lexicon() {
 
   "$lexpand" "${files[@]}" >"$work/ru.out" # warm-up, and the output to measure and compare
   measure lexpand "$work/ru" "$(grep -cv '^#' "$cache/ru_RU.dic" || true)" "$work/ru.out" "${files[@]}"
+  local forms seconds
+  forms=$(form_count "$work/ru.out")
+  read -r seconds _ <"$work/ru.time"
 
-  if command -v unmunch >/dev/null; then
-    /usr/bin/time -f '%e' -o "$work/unmunch.time" unmunch "$dic" "$aff" >"$work/unmunch.out" 2>/dev/null
-    local unmunch_seconds unmunch_forms
-    unmunch_seconds=$(cat "$work/unmunch.time")
-    unmunch_forms=$(wc -l <"$work/unmunch.out")
-    awk -v s="$seconds" -v f="$forms" -v us="$unmunch_seconds" -v uf="$unmunch_forms" 'BEGIN {
-      if (us <= 0) us = 0.01;
-      printf "unmunch: %d forms in %.2f s (%.0f forms/s)\n", uf, us, uf / us;
-      printf "  time per form, lexpand / unmunch: %.1f (%.3f us against %.3f us)\n",
-             (s / f) / (us / uf), s / f * 1e6, us / uf * 1e6 }'
-  else
-    echo "unmunch: not installed (Debian package hunspell-tools), no comparison"
-  fi
-
+  one_core "$work/ru" "${files[@]}"
+  through_a_pipe "$forms" "$dic" "$aff" "${files[@]}"
   echo "word forms, lexpand against the converter's own expansion (hunspell2lexpand.py simulate):"
   if python3 "$converter" compare "$work/ru.out" "$cache/simulated.txt" >"$work/compare.txt"; then
     sed 's/^/  /' "$work/compare.txt"
@@ -182,11 +246,100 @@ generated_lexicon() {
            cb / ca, b / a }'
 }
 
+# ---- Ten times the real lexicon ----------------------------------------------
+
+tenfold_lexicon() {
+  local cache=$build_dir/hunspell-ru
+  echo "== Ten times the real lexicon (its entries ten times over, with distinct lemmas)"
+  if [ ! -f "$cache/ru_RU.dic" ] || [ ! -f "$work/ru.time" ]; then
+    echo "  skipped: the real lexicon was not measured in this run"
+    return 0
+  fi
+  # Copy k of every entry has its lemma behind the k-th of ten letters; the
+  # shapes, and so the paradigms and lines, stay those of the real lexicon.
+  awk 'BEGIN { split("а б в г д е ж з и к", prefix, " ") }
+       { lines[NR] = $0 }
+       END { for (k = 1; k <= 10; ++k)
+               for (i = 1; i <= NR; ++i)
+                 print (lines[i] ~ /^#/ || lines[i] == "") ? lines[i] : (k == 1 ? "" : prefix[k]) lines[i] }' \
+    "$cache/ru_RU.dic" >"$work/ru10.dic"
+  local files=("$work/ru10.dic" "$cache/ru_RU.pdg" "$cache/ru_RU.def")
+  "$lexpand" "${files[@]}" >"$work/ru10.out"
+  measure tenfold "$work/ru10" "$(grep -cv '^#' "$work/ru10.dic" || true)" "$work/ru10.out" "${files[@]}"
+  rm -f "$work/ru10.out"
+  local seconds rss ten_seconds ten_rss
+  read -r seconds _ rss <"$work/ru.time"
+  read -r ten_seconds _ ten_rss <"$work/ru10.time"
+  awk -v s="$seconds" -v t="$ten_seconds" -v r="$rss" -v tr="$ten_rss" \
+      -v grown="$(( $(stat -c %s "$work/ru10.dic") - $(stat -c %s "$cache/ru_RU.dic") ))" 'BEGIN {
+    if (s <= 0) s = 0.01;
+    printf "  time: %.2f times the real lexicon (10.00 is linear); peak RSS %.1f MB against %.1f MB, %.1f MB more, of which the larger input file is %.1f MB\n",
+           t / s, tr / 1024, r / 1024, (tr - r) / 1024, grown / 1048576 }'
+}
+
+# ---- One large entry ------------------------------------------------------------
+
+large_entry() {
+  echo "== One entry of 2,097,152 forms ((a|b) written 21 times)"
+  mkdir -p "$work/large"
+  python3 -c "print('FLAT = ' + ' '.join(['(a|b)'] * 21) + ' ;')" >"$work/large/large.pdg"
+  echo 'x,N+FLX=FLAT' >"$work/large/large.dic"
+  echo 'N_Nb = s | p ;' >"$work/large/large.def"
+  /usr/bin/time -f '%e %U %M' -o "$work/large.time" "$lexpand" "$work/large/large.dic" "$work/large/large.pdg" \
+    "$work/large/large.def" | tail -n 1
+  local seconds cpu rss
+  read -r seconds cpu rss <"$work/large.time"
+  awk -v s="$seconds" -v c="$cpu" -v r="$rss" 'BEGIN {
+    printf "  %.2f s (CPU %.2f s), peak RSS %.1f MB\n", s, c, r / 1024 }'
+}
+
+# ---- The Hungarian lexicon ----------------------------------------------------
+
+hungarian_lexicon() {
+  local aff=$hunspell_dir/hu_HU.aff dic=$hunspell_dir/hu_HU.dic seconds=${HU_SECONDS:-60}
+  echo "== Hungarian lexicon: Hunspell hu_HU, expanded for $seconds s"
+  if [ ! -f "$converter" ] || [ ! -f "$aff" ] || [ ! -f "$dic" ]; then
+    echo "  skipped: no converter, or no $aff (install the Debian package hunspell-hu)"
+    return 0
+  fi
+  local cache=$build_dir/hunspell-hu
+  local key
+  key=$(cat "$aff" "$dic" "$converter" | sha256sum | cut -d' ' -f1)
+  if [ "$(cat "$cache/key" 2>/dev/null)" != "$key" ]; then
+    echo "  converting $dic (cached in $cache)..."
+    rm -rf "$cache"
+    mkdir -p "$cache"
+    python3 "$converter" convert "$aff" "$dic" "$cache" --name hu_HU >"$cache/convert.log"
+    echo "$key" >"$cache/key"
+  fi
+  mkfifo "$work/hu.fifo"
+  wc -l <"$work/hu.fifo" >"$work/hu.count" &
+  local counter=$!
+  "$lexpand" "$cache/hu_HU.dic" "$cache/hu_HU.pdg" "$cache/hu_HU.def" >"$work/hu.fifo" &
+  local pid=$! elapsed=0 step=$(( seconds < 60 ? 5 : 30 ))
+  echo -n "  resident memory (MB) every $step s:"
+  while [ $elapsed -lt "$seconds" ] && kill -0 $pid 2>/dev/null; do
+    sleep $step
+    elapsed=$((elapsed + step))
+    awk '/^VmRSS:/ { printf " %.1f", $2 / 1024 }' "/proc/$pid/status" 2>/dev/null || true
+  done
+  echo
+  kill $pid 2>/dev/null || true
+  wait $pid 2>/dev/null || true
+  wait $counter
+  awk -v n="$(cat "$work/hu.count")" -v s="$elapsed" 'BEGIN {
+    if (s <= 0) s = 1;
+    printf "  %d lines in %d s: %.0f forms/s\n", n, s, n / s }'
+}
+
 for part in "${parts[@]}"; do
   case $part in
     real) real_lexicon ;;
+    tenfold) tenfold_lexicon ;;
     generated) generated_lexicon ;;
+    large) large_entry ;;
+    hungarian) hungarian_lexicon ;;
     analysis) "$here/analysis.sh" "$build_dir" ;;
-    *) echo "bench/run.sh: unknown part \"$part\" (real, generated or analysis)" >&2; exit 1 ;;
+    *) echo "bench/run.sh: unknown part \"$part\" (real, tenfold, generated, large, hungarian or analysis)" >&2; exit 1 ;;
   esac
 done

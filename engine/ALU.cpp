@@ -49,27 +49,11 @@ struct EntryMatch {
     std::size_t end = 0;         // one past the match (the properties included)
 };
 
-bool isCapital(char c) {
-    return c >= 'A' && c <= 'Z';
-}
-
-// The length of the line terminator that starts at `i` ("\n", "\v", "\f",
-// "\r", U+0085, U+2028, U+2029), or 0.
-std::size_t lineTerminatorLength(std::string_view text, std::size_t i) {
-    const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
-    const unsigned char lead = byte(i);
-    if (lead >= 0x0A && lead <= 0x0D) return 1;
-    if (lead == 0xC2 && i + 1 < text.size() && byte(i + 1) == 0x85) return 2;
-    if (lead == 0xE2 && i + 2 < text.size() && byte(i + 1) == 0x80 && (byte(i + 2) == 0xA8 || byte(i + 2) == 0xA9))
-        return 3;
-    return 0;
-}
-
 // The end of the properties group "\+.+$" when it matches at `plus`, or 0.
 std::size_t propertiesGroupEnd(std::string_view text, std::size_t plus) {
     if (plus >= text.size() || text[plus] != '+' || plus + 1 >= text.size()) return 0;
     for (std::size_t i = plus + 1; i < text.size(); ++i) {
-        if (lineTerminatorLength(text, i) != 0) return 0;
+        if (newlineLengthAt(text, i) != 0) return 0;
     }
     return text.size();
 }
@@ -87,12 +71,12 @@ std::optional<EntryMatch> findEntryMatch(std::string_view text, std::size_t from
         while (true) {
             comma = text.find(',', scan);
             if (comma == npos) return std::nullopt; // no later start can reach a comma either
-            if (comma + 1 < text.size() && isCapital(text[comma + 1])) {
+            if (comma + 1 < text.size() && isAsciiCapital(text[comma + 1])) {
                 EntryMatch match;
                 match.lemmaBegin = start;
                 match.comma = comma;
                 std::size_t categoryEnd = comma + 1;
-                while (categoryEnd < text.size() && isCapital(text[categoryEnd])) ++categoryEnd;
+                while (categoryEnd < text.size() && isAsciiCapital(text[categoryEnd])) ++categoryEnd;
                 match.categoryEnd = categoryEnd;
                 const std::size_t propertiesEnd = propertiesGroupEnd(text, categoryEnd);
                 match.end = propertiesEnd != 0 ? propertiesEnd : categoryEnd;
@@ -121,23 +105,38 @@ std::optional<LexemeView> matchLexeme(std::string_view lexeme) {
 
 // Sorts by canonical order, keeping equal items in their order. The lists of
 // one entry hold a handful of items: an insertion sort serves them without
-// the temporary buffer of std::stable_sort.
-template <typename Text> void stableSortCanonical(std::vector<Text>& items) {
+// the temporary buffer of std::stable_sort. ASCII text is in NFC, so when
+// every item is ASCII, canonical order is byte order.
+template <typename Text> void stableSortCanonical(std::vector<Text>& items, bool ascii) {
     constexpr std::size_t shortList = 16;
     if (items.size() > shortList) {
-        std::stable_sort(items.begin(), items.end(), CanonicalLess());
+        if (ascii)
+            std::stable_sort(items.begin(), items.end(), std::less<>());
+        else
+            std::stable_sort(items.begin(), items.end(), CanonicalLess());
         return;
     }
     for (std::size_t i = 1; i < items.size(); ++i) {
-        for (std::size_t j = i; j > 0 && compareCanonical(items[j], items[j - 1]) < 0; --j) {
+        for (std::size_t j = i; j > 0; --j) {
+            const bool less = ascii ? std::string_view(items[j]) < std::string_view(items[j - 1])
+                                    : compareCanonical(items[j], items[j - 1]) < 0;
+            if (!less) break;
             std::swap(items[j], items[j - 1]);
         }
     }
 }
 
+template <typename Text> bool allAscii(const std::vector<Text>& items) {
+    return std::all_of(items.begin(), items.end(), [](std::string_view item) { return isAscii(item); });
+}
+
 // Sorts, then drops the later of canonically equal neighbours.
-template <typename Text> void sortUnique(std::vector<Text>& items) {
-    stableSortCanonical(items);
+template <typename Text> void sortUnique(std::vector<Text>& items, bool ascii) {
+    stableSortCanonical(items, ascii);
+    if (ascii) {
+        items.erase(std::unique(items.begin(), items.end()), items.end());
+        return;
+    }
     items.erase(std::unique(items.begin(), items.end(),
                             [](std::string_view a, std::string_view b) { return canonicallyEqual(a, b); }),
                 items.end());
@@ -145,9 +144,10 @@ template <typename Text> void sortUnique(std::vector<Text>& items) {
 
 // Removes the later of canonically equal items, keeping the first; then
 // sorts when asked. Stable, so that among equal items the first one stays.
-void removeDuplicatesAndSort(std::vector<std::string_view>& items, bool sort) {
+// `ascii`: every item is ASCII (canonical equality is then byte equality).
+void removeDuplicatesAndSort(std::vector<std::string_view>& items, bool sort, bool ascii) {
     if (sort) {
-        sortUnique(items);
+        sortUnique(items, ascii);
         return;
     }
     constexpr std::size_t smallList = 16;
@@ -155,8 +155,9 @@ void removeDuplicatesAndSort(std::vector<std::string_view>& items, bool sort) {
     kept.reserve(items.size());
     if (items.size() <= smallList) {
         for (const std::string_view item : items) {
-            const bool seen = std::any_of(kept.begin(), kept.end(),
-                                          [&](std::string_view other) { return canonicallyEqual(item, other); });
+            const bool seen = std::any_of(kept.begin(), kept.end(), [&](std::string_view other) {
+                return ascii ? item == other : canonicallyEqual(item, other);
+            });
             if (!seen) kept.push_back(item);
         }
     } else {
@@ -194,7 +195,7 @@ std::optional<std::vector<std::string_view>> splitPropertyViews(std::string_view
     }
     if (closing != 0) return std::nullopt;
     items.push_back(text.substr(itemBegin));
-    removeDuplicatesAndSort(items, sort);
+    removeDuplicatesAndSort(items, sort, isAscii(text));
     return items;
 }
 
@@ -279,10 +280,10 @@ ClassifiedProperties classifyProperties(std::string_view category, const Items& 
     }
     // Appending only what is not there yet, then sorting, is a stable sort
     // followed by dropping the later of equal neighbours.
-    sortUnique(classified.lexProperties);
-    sortUnique(classified.morphoProperties);
-    stableSortCanonical(classified.flxParadigms);
-    stableSortCanonical(classified.drvParadigms);
+    sortUnique(classified.lexProperties, allAscii(classified.lexProperties));
+    sortUnique(classified.morphoProperties, allAscii(classified.morphoProperties));
+    stableSortCanonical(classified.flxParadigms, allAscii(classified.flxParadigms));
+    stableSortCanonical(classified.drvParadigms, allAscii(classified.drvParadigms));
     return classified;
 }
 
@@ -316,7 +317,7 @@ splitLexicalInformation(const std::vector<std::string>& categoryAndPropertiesStr
     LexicalInformation information;
     information.category = std::string(items->front());
     items->erase(items->begin());
-    removeDuplicatesAndSort(*items, true);
+    removeDuplicatesAndSort(*items, true, isAscii(joined));
     information.properties = toStrings(*items);
     return information;
 }

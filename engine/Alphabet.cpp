@@ -4,15 +4,12 @@
 
 #include "TextServices.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace lexpand {
 
 namespace {
-
-bool isLineTerminator(char32_t scalar) {
-    return (scalar >= 0x0A && scalar <= 0x0D) || scalar == 0x85 || scalar == 0x2028 || scalar == 0x2029;
-}
 
 // ---- The three symbol patterns ----------------------------------------------
 //
@@ -50,12 +47,8 @@ bool isTail(std::string_view text) {
     if (text.front() != '+' || text.size() < 2) return false;
     std::size_t position = 1;
     while (position < text.size())
-        if (isLineTerminator(decodeScalar(text, position))) return false;
+        if (isNewline(decodeScalar(text, position))) return false;
     return true;
-}
-
-bool isCapital(char c) {
-    return c >= 'A' && c <= 'Z';
 }
 
 // Pattern 3 on the middle text: a lemma, then a tail.
@@ -71,7 +64,7 @@ bool isLemmaCategoryThenTail(std::string_view middle) {
     for (std::size_t comma = 1; comma < middle.size(); ++comma) {
         if (middle[comma] != ',' || !isLemma(middle.substr(0, comma))) continue;
         std::size_t end = comma + 1;
-        while (end < middle.size() && isCapital(middle[end])) ++end;
+        while (end < middle.size() && isAsciiCapital(middle[end])) ++end;
         if (end > comma + 1 && isTail(middle.substr(end))) return true;
     }
     return false;
@@ -166,38 +159,54 @@ const Label EPSILON{"<E>", "", Label::InputType::epsilon};
 constinit const Label EPSILON{"<E>", "", Label::InputType::epsilon};
 #endif
 
-std::optional<Label> Label::init(std::string_view inputString, std::string_view outputString) {
-    const auto make = [&](InputType inputType) {
-        return std::optional<Label>(Label{std::string(inputString), std::string(outputString), inputType});
-    };
-    if (inputString.empty()) return std::nullopt;
+namespace {
 
-    const std::vector<std::string_view> characters = graphemeClusterViews(inputString);
+using Characters = std::vector<std::string_view>;
+
+bool holdsCharacter(const Characters& characters, std::string_view wanted) {
+    return std::find(characters.begin(), characters.end(), wanted) != characters.end();
+}
+
+// The kind of a text of two characters or more that begins with "<".
+std::optional<Label::InputType> bracketedKind(std::string_view text, const Characters& characters) {
+    if (characters.back() != ">") return std::nullopt;
+    if (text == "<E>") return Label::InputType::epsilon;
+    if (!matchesSymbolPattern(text)) return std::nullopt;
+    return Label::InputType::bracketSymbol;
+}
+
+// The kind of a text of two characters or more that begins with a double
+// quote: exactly two quotes, at both ends, and no backslash.
+std::optional<Label::InputType> quotedKind(const Characters& characters) {
+    if (characters.back() != "\"" || holdsCharacter(characters, "\\")) return std::nullopt;
+    if (std::count(characters.begin(), characters.end(), "\"") != 2) return std::nullopt;
+    return Label::InputType::quotedString;
+}
+
+// The kind of a label's input text, told by its characters (the first rule
+// that applies decides); absent when the text is rejected.
+std::optional<Label::InputType> inputTypeOf(std::string_view text, const Characters& characters) {
+    using Type = Label::InputType;
     const std::string_view first = characters.front();
-    const std::string_view last = characters.back();
-    const auto holdsBackslash = [&] {
-        for (const std::string_view character : characters)
-            if (character == "\\") return true;
-        return false;
-    };
-
-    if (characters.size() == 1) return first == "\\" ? std::nullopt : make(InputType::standard);
-    if (inputString == "$(") return std::nullopt;
-    if (first == "\\") return characters.size() == 2 ? make(InputType::protectedCharacter) : std::nullopt;
-    if (first == ":") return holdsBackslash() ? std::nullopt : make(InputType::colonSymbol);
+    if (characters.size() == 1) return first == "\\" ? std::nullopt : std::optional(Type::standard);
+    if (text == "$(") return std::nullopt;
+    if (first == "\\") return characters.size() == 2 ? std::optional(Type::protectedCharacter) : std::nullopt;
+    const bool holdsBackslash = holdsCharacter(characters, "\\");
+    if (first == ":") return holdsBackslash ? std::nullopt : std::optional(Type::colonSymbol);
     if (first == "$" && (characters[1] == "(" || characters[1] == ")"))
-        return holdsBackslash() ? std::nullopt : make(InputType::variableDefinition);
-    if (first == "<") {
-        if (last != ">") return std::nullopt;
-        if (inputString == "<E>") return make(InputType::epsilon);
-        return matchesSymbolPattern(inputString) ? make(InputType::bracketSymbol) : std::nullopt;
-    }
-    if (first != "\"") return make(InputType::standard);
-    if (last != "\"" || holdsBackslash()) return std::nullopt;
-    std::size_t quotes = 0;
-    for (const std::string_view character : characters)
-        if (character == "\"") ++quotes;
-    return quotes == 2 ? make(InputType::quotedString) : std::nullopt;
+        return holdsBackslash ? std::nullopt : std::optional(Type::variableDefinition);
+    if (first == "<") return bracketedKind(text, characters);
+    if (first == "\"") return quotedKind(characters);
+    return Type::standard;
+}
+
+} // namespace
+
+std::optional<Label> Label::init(std::string_view inputString, std::string_view outputString) {
+    if (inputString.empty()) return std::nullopt;
+    const std::optional<InputType> inputType = inputTypeOf(inputString, graphemeClusterViews(inputString));
+    if (!inputType) return std::nullopt;
+    return Label{std::string(inputString), std::string(outputString), *inputType};
 }
 
 std::string Label::description() const {

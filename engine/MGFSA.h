@@ -4,10 +4,13 @@
 #ifndef LEXPAND_ENGINE_MGFSA_H
 #define LEXPAND_ENGINE_MGFSA_H
 
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Alphabet.h"
@@ -22,12 +25,24 @@ struct ExplorationResult {
     std::vector<std::vector<std::string>> output;
 };
 
-// Exploration limits that turn runaway grammars into an absent result.
-inline constexpr std::size_t maximalCallDepth = 64;         // entries of stackOfStateIds
-inline constexpr std::size_t maximalPathCount = 10'000'000; // paths of one exploration
+// The limits that turn a runaway exploration into an absent result. The
+// defaults are lexpand's limits; tools and tests may pass smaller ones.
+struct ExploreOptions {
+    std::size_t maxCallDepth = 64;     // entries of a path's stackOfStateIds
+    std::size_t maxPaths = 10'000'000; // completed paths, those of called graphs included
+    // Transitions followed, dead ends included. Unbounded by default: the
+    // repetition limit makes every exploration finite, and the path limit
+    // ends those that find too much; a caller that must bound its time
+    // whatever the grammar (a fuzz target, an interactive tool) sets it.
+    std::size_t maxSteps = std::numeric_limits<std::size_t>::max();
+};
 
 struct MGFSA {
-    // One step of an exploration path.
+    // One step of an exploration path, as a path is described item by item:
+    // the model of what explore() computes. explore() itself keeps a path as
+    // a stack of frames and counts (Exploration.cpp) and needs neither this
+    // type nor countOccurencesOf; both stay for users who follow paths item
+    // by item.
     struct PathItem {
         std::string graphName;                     // graph in which this step ends
         std::int64_t stateId = 0;                  // state reached in that graph
@@ -63,13 +78,23 @@ struct MGFSA {
     // `repetitionLimit` times. At level syntax the inputs along a path are joined
     // with single spaces, at every other level directly. Absent when a needed
     // graph is missing, when a call would make the stack deeper than
-    // maximalCallDepth, or when more than maximalPathCount paths are found.
-    // Cost: proportional to the total length of the paths found; the call
-    // depth of the implementation does not grow with the input.
+    // options.maxCallDepth, or when more than options.maxPaths paths are found
+    // or options.maxSteps transitions followed.
+    // Cost: time proportional to the total length of the paths found, at most
+    // twice (past 65,536 paths the paths are first counted, then recorded once
+    // the exploration is known to succeed); memory proportional to the paths
+    // recorded. The call depth of the implementation does not grow with the
+    // input. See explorePaths (Exploration.h) to visit paths without keeping them.
     std::optional<ExplorationResult> explore(const std::string& graphName, LinguisticLevel linguisticLevel,
-                                             int repetitionLimit) const;
+                                             int repetitionLimit, const ExploreOptions& options = {}) const;
 
-    // The number of items of `path` in graph `graphName` with exactly this stack.
+    // The graph whose name is canonically equivalent to `name`, or null.
+    // Cost: one lookup, plus a comparison with each name not in NFC.
+    const GFSA* graphNamed(std::string_view name) const;
+
+    // The number of items of `path` in graph `graphName` with exactly this
+    // stack: how often a path has been where a transition would take it (the
+    // repetition test of explore). Cost: linear in the path.
     static std::int64_t countOccurencesOf(const std::string& graphName,
                                           const std::vector<std::int64_t>& stackOfStateIds,
                                           const std::vector<PathItem>& path);

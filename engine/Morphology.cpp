@@ -32,20 +32,11 @@ bool isOperatorOfType(const Step& step, std::string_view type) {
 
 // Appends the text of `step`: the plain text itself, or "<" type [count | "W"] ">".
 void appendToken(std::string& out, const Step& step) {
-    if (step.parameter == 0) {
-        out += step.type;
+    if (step.parameter == 1 && step.numbered) {
+        out.append(1, '<').append(step.type).append("1>");
         return;
     }
-    out += '<';
-    out += step.type;
-    if (step.parameter == -1) {
-        out += 'W';
-    } else if (step.parameter != 1 || step.numbered) {
-        char digits[24];
-        const std::to_chars_result written = std::to_chars(digits, digits + sizeof digits, step.parameter);
-        out.append(digits, written.ptr);
-    }
-    out += '>';
+    Morphology::appendOperatorText(out, step.type, step.parameter);
 }
 
 std::string tokenText(const Step& step) {
@@ -421,6 +412,25 @@ std::optional<Morphology::Operator> Morphology::parseMorphologicalOperator(std::
     return Operator{std::string(type), *parameter};
 }
 
+void Morphology::appendOperatorText(std::string& out, std::string_view type, std::int64_t parameter) {
+    if (parameter == 0) {
+        out += type;
+        return;
+    }
+    out += '<';
+    out += type;
+    if (parameter == -1) {
+        out += 'W';
+    } else if (parameter >= 2 && parameter <= 9) {
+        out += static_cast<char>('0' + parameter);
+    } else if (parameter != 1) {
+        char digits[24];
+        const std::to_chars_result written = std::to_chars(digits, digits + sizeof digits, parameter);
+        out.append(digits, written.ptr);
+    }
+    out += '>';
+}
+
 void Morphology::appendCommand(std::vector<std::string>& commands, std::string_view op, std::int64_t parameter) {
     const Step step{op, parameter};
     if (isOperatorOfType(step, "E")) return;
@@ -462,7 +472,6 @@ std::optional<std::vector<Morphology::Operator>> Morphology::parseCommand(std::s
 
 std::optional<Morphology::EditResult> Morphology::applyParsedCommand(std::string_view wordForm,
                                                                      const std::vector<Operator>& command) {
-    if (!isValidUtf8(wordForm)) return std::nullopt;
     const auto caseSwitches = static_cast<std::size_t>(std::count_if(
         command.begin(), command.end(), [](const Operator& op) { return op.parameter != 0 && op.type == "C"; }));
     WordFormEditor editor(wordForm, command.size(), caseSwitches);
@@ -474,7 +483,7 @@ std::optional<Morphology::EditResult> Morphology::applyParsedCommand(std::string
 std::optional<Morphology::EditResult> Morphology::applySuffixCommandToWordForm(std::string_view wordForm,
                                                                                std::string_view morphologicalCommand) {
     const std::optional<std::vector<Operator>> command = parseCommand(morphologicalCommand);
-    if (!command) return std::nullopt;
+    if (!command || !isValidUtf8(wordForm)) return std::nullopt;
     return applyParsedCommand(wordForm, *command);
 }
 

@@ -1,12 +1,13 @@
 // Morphology: the operator language of morphological commands, the editor
-// that applies a command to a word form and records its reverse, the
-// inflection and derivation of one word form by a paradigm, and the assembly
-// of a form's category and properties.
+// that applies a command to a word form and records its reverse, and the
+// stateless operations of the layers above it: the inflection and derivation
+// of one word form by a paradigm, and the assembly of a form's category and
+// properties.
 //
-// The members are defined in three sources, one per layer: Morphology.cpp
-// (operators and editor: needs only the tokenizer), MorphologyInflection.cpp
-// (paradigms: needs the grammar graphs), MorphologyProperties.cpp (assembly:
-// needs the properties definitions).
+// This header is the editor layer: it needs only the tokenizer. The members
+// of the upper layers are defined with their layers, in Paradigms.cpp (they
+// need the grammar graphs) and PropertyAssembly.cpp (it needs the properties
+// definitions); their types are only declared here.
 
 #ifndef LEXPAND_ENGINE_MORPHOLOGY_H
 #define LEXPAND_ENGINE_MORPHOLOGY_H
@@ -17,10 +18,11 @@
 #include <string_view>
 #include <vector>
 
-#include "ALU.h"
-#include "MGFSA.h"
-
 namespace lexpand {
+
+struct MGFSA;                 // MGFSA.h
+struct ParadigmPath;          // Paradigms.h
+struct PropertiesDefinitions; // ALU.h
 
 class Morphology {
 public:
@@ -43,6 +45,12 @@ public:
     // decimal integer that fits, for "<>" and for an empty token.
     static std::optional<Operator> parseMorphologicalOperator(std::string_view token);
 
+    // Appends the canonical token of the operator (type, parameter) to `out`:
+    // "<" type, then "W" for -1, nothing for 1, else the decimal count, then
+    // ">"; a parameter of 0 is plain text, `type` itself. Every reverse
+    // command is written through this function.
+    static void appendOperatorText(std::string& out, std::string_view type, std::int64_t parameter);
+
     // Writes (op, parameter) back as its canonical token and appends it to
     // `commands` (in place); appends nothing for an "E" operator.
     static void appendCommand(std::vector<std::string>& commands, std::string_view op, std::int64_t parameter);
@@ -63,15 +71,18 @@ public:
 
     // Runs `morphologicalCommand` over `wordForm` like keystrokes, the cursor
     // starting at the end, and records the command that undoes it. Absent when
-    // the command cannot be applied.
+    // the command cannot be applied or either text is not well-formed UTF-8.
+    // Cost: linear in the word form and the command.
     static std::optional<EditResult> applySuffixCommandToWordForm(std::string_view wordForm,
                                                                   std::string_view morphologicalCommand);
 
     // The same in two steps, so that a command applied to many word forms is
-    // tokenized and parsed once: parseCommand is absent exactly when the
-    // tokenizer fails or a token does not parse (then the command applies to
-    // no word form), and applyParsedCommand(w, *parseCommand(c)) equals
-    // applySuffixCommandToWordForm(w, c) for every w.
+    // tokenized and parsed once: parseCommand is absent exactly when the text
+    // is not UTF-8, the tokenizer fails or a token does not parse (then the
+    // command applies to no word form), and applyParsedCommand(w,
+    // *parseCommand(c)) equals applySuffixCommandToWordForm(w, c) for every
+    // well-formed w. applyParsedCommand takes well-formed UTF-8 (a word form of
+    // a dictionary read by readUtf8File) and does not check it again.
     static std::optional<std::vector<Operator>> parseCommand(std::string_view morphologicalCommand);
     static std::optional<EditResult> applyParsedCommand(std::string_view wordForm,
                                                         const std::vector<Operator>& command);
@@ -91,28 +102,14 @@ public:
         std::vector<std::string> reverseCommands;
     };
 
-    // The paths of one explored paradigm graph, prepared once to be applied
-    // to many word forms: each command tokenized and parsed, each output list
-    // trimmed of "+" (for inflection) and split into a category and properties
-    // (for derivation).
-    struct ParadigmPath {
-        std::optional<std::vector<Operator>> command;         // absent: applies to no word form
-        std::vector<std::string> properties;                  // outputs without outer "+"
-        std::optional<LexicalInformation> derivedInformation; // outputs as category + properties
-    };
-    using ParadigmPaths = std::vector<ParadigmPath>;
-
-    // Explores `paradigmName` in `paradigms` (orthographic level, loops once)
-    // and prepares its paths; absent when it cannot be explored or has no path.
-    static std::optional<ParadigmPaths> exploreParadigm(const std::string& paradigmName, const MGFSA& paradigms);
-
     // Every form of `lexicalEntry` by the paradigm graph `inflectionalParadigmName`
     // of `paradigms`, in path order. Absent when the graph cannot be explored,
     // has no path, or a path's command does not apply.
     static std::optional<Inflection> inflect(const std::string& lexicalEntry,
                                              const std::string& inflectionalParadigmName, const MGFSA& paradigms);
     // The same with the paths already explored.
-    static std::optional<Inflection> inflect(const std::string& lexicalEntry, const ParadigmPaths& paradigm);
+    static std::optional<Inflection> inflect(const std::string& lexicalEntry,
+                                             const std::vector<ParadigmPath>& paradigm);
 
     // Every derived form of `lexicalEntry` by `derivationalParadigmName`, each
     // inflected by `inflectionalParadigmName` unless that name is empty. The
@@ -124,10 +121,15 @@ public:
                                                        const std::string& inflectionalParadigmName,
                                                        const MGFSA& paradigms);
     // The same with the paths already explored; `inflection` null for none.
-    static std::optional<Derivation> deriveThenInflect(const std::string& lexicalEntry, const ParadigmPaths& derivation,
-                                                       const ParadigmPaths* inflection);
+    static std::optional<Derivation> deriveThenInflect(const std::string& lexicalEntry,
+                                                       const std::vector<ParadigmPath>& derivation,
+                                                       const std::vector<ParadigmPath>* inflection);
 
     // ---- Category and properties -------------------------------------------
+
+    // What addCategoryAndAllProperties answers for a form whose exclusive
+    // properties disagree: the form is left out.
+    static constexpr std::string_view inconsistentMarker = "*INCONSISTENT*";
 
     // "CATEGORY+p1+p2..." for one form, or "*INCONSISTENT*" when two exclusive
     // properties disagree; absent when the category is not all upper-case

@@ -2,10 +2,10 @@
 
 #include "SuffixEdit.h"
 
-#include <charconv>
 #include <cstdint>
 
 #include "TextServices.h"
+#include "Tokenizers.h"
 
 namespace lexpand {
 
@@ -13,18 +13,10 @@ namespace {
 
 constexpr std::string_view emptyCommand = "<E>";
 
-// Appends "<Bk>" for k deletions ("<B>" for one, nothing for none).
+// Appends the merged deletions of `count` typed characters: "<Bk>", or
+// nothing for none.
 void appendDeletions(std::string& out, std::size_t count) {
-    if (count == 0) return;
-    if (count == 1) {
-        out += "<B>";
-        return;
-    }
-    char digits[24];
-    const std::to_chars_result written = std::to_chars(digits, digits + sizeof digits, count);
-    out += "<B";
-    out.append(digits, written.ptr);
-    out += '>';
+    if (count > 0) Morphology::appendOperatorText(out, "B", static_cast<std::int64_t>(count));
 }
 
 } // namespace
@@ -33,17 +25,7 @@ bool isSafeInReverseList(std::string_view text) {
     std::size_t position = 0;
     while (position < text.size()) {
         const char32_t scalar = decodeScalar(text, position);
-        switch (scalar) {
-        case U'"':
-        case U'$':
-        case U'/':
-        case U':':
-        case U'<':
-        case U'\\':
-            return false;
-        default:
-            if (isWhiteSpaceOrNewline(scalar)) return false;
-        }
+        if (Tokenizer::opensLongToken(scalar) || isWhiteSpaceOrNewline(scalar)) return false;
     }
     return true;
 }
@@ -72,13 +54,18 @@ std::optional<SuffixEdit> suffixEditOf(const std::vector<Morphology::Operator>& 
         edit.typedCount = typing.size();
     }
     edit.typedSuitsDerivation = isOneCharacterPerScalar(edit.typed) && isSafeInReverseList(edit.typed);
+    edit.typedIsPlain = holdsNoneOf(edit.typed, ",\"\\");
+    appendDeletions(edit.typedReverse, edit.typedCount);
     return edit;
 }
 
+std::array<std::string_view, 2> reverseOfSuffixEdit(const SuffixEdit& edit, std::string_view deleted) {
+    if (edit.typedReverse.empty() && deleted.empty()) return {emptyCommand, std::string_view()};
+    return {edit.typedReverse, deleted};
+}
+
 void appendReverseOfSuffixEdit(std::string& out, const SuffixEdit& edit, std::string_view deleted) {
-    appendDeletions(out, edit.typedCount);
-    out += deleted;
-    if (edit.typedCount == 0 && deleted.empty()) out += emptyCommand;
+    for (const std::string_view piece : reverseOfSuffixEdit(edit, deleted)) out += piece;
 }
 
 void appendReverseOfDerivedSuffixEdits(std::string& out, const SuffixEdit& inflection,

@@ -10,6 +10,7 @@
 #ifndef LEXPAND_ENGINE_SUFFIXEDIT_H
 #define LEXPAND_ENGINE_SUFFIXEDIT_H
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -28,6 +29,12 @@ struct SuffixEdit {
     // isSafeInReverseList): a derived word form that ends with it can be
     // inflected by another suffix edit.
     bool typedSuitsDerivation = false;
+    // `typed` holds no comma, double quote, backslash or line terminator: in
+    // a word form or a reverse command it is read back as it is.
+    bool typedIsPlain = false;
+    // What takes the typed characters back: "<Bk>" for k of them ("<B>" for
+    // one, nothing for none).
+    std::string typedReverse;
 };
 
 // The suffix edit that `command` is: any number of "<Bn>" (n >= 1) and
@@ -50,10 +57,13 @@ bool suitsSuffixEdits(std::string_view lemma);
 // `most` or the number of scalars. Replaces the content of `starts`.
 void findTailStarts(std::string_view text, std::size_t most, std::vector<std::size_t>& starts);
 
-// Appends the reverse command of `edit` applied to a word form whose last
-// `edit.deletions` characters were `deleted`: "<Bk>" for the k characters
-// typed ("<B>" for one, nothing for none), then `deleted`, or "<E>" when both
-// are empty.
+// The reverse command of `edit` applied to a word form whose last
+// `edit.deletions` characters were `deleted`, in two pieces: "<Bk>" for the k
+// characters typed ("<B>" for one, nothing for none), then `deleted`; or
+// "<E>" when both are empty. The views are into `edit` and `deleted`.
+std::array<std::string_view, 2> reverseOfSuffixEdit(const SuffixEdit& edit, std::string_view deleted);
+
+// The same, appended to `out` as one text.
 void appendReverseOfSuffixEdit(std::string& out, const SuffixEdit& edit, std::string_view deleted);
 
 // Appends the reverse command of a derived word form inflected by a second

@@ -5,6 +5,7 @@
 
 #include <unicode/brkiter.h>
 #include <unicode/bytestream.h>
+#include <unicode/localpointer.h>
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
 #include <unicode/ubrk.h>
@@ -87,10 +88,23 @@ bool hasOnlySimpleClusters(std::string_view text) {
     return true;
 }
 
+// The character break iterator of this thread. Creating one is costly and
+// using one changes it, so each thread keeps its own; null when ICU cannot
+// make one.
+icu::BreakIterator* characterBreakIterator() {
+    thread_local const std::unique_ptr<icu::BreakIterator> iterator = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        std::unique_ptr<icu::BreakIterator> made(
+            icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+        return U_SUCCESS(status) ? std::move(made) : nullptr;
+    }();
+    return iterator.get();
+}
+
 // Calls `visit(begin, end)` for each cluster of `text`, in order.
 template <typename Visitor> void forEachCluster(std::string_view text, Visitor&& visit) {
     if (text.empty()) return;
-    if (!isValidUtf8(text) || hasOnlySimpleClusters(text)) {
+    if (hasOnlySimpleClusters(text)) {
         // One cluster per scalar (a malformed byte is a scalar of its own here),
         // CR LF kept together.
         std::size_t position = 0;
@@ -102,35 +116,21 @@ template <typename Visitor> void forEachCluster(std::string_view text, Visitor&&
         }
         return;
     }
-    // The character break iterator is an immutable service object: creating it
-    // is costly, so one instance is kept for the process (the tool is single-threaded).
-    static const std::unique_ptr<icu::BreakIterator> prototype = [] {
-        UErrorCode status = U_ZERO_ERROR;
-        std::unique_ptr<icu::BreakIterator> iterator(
-            icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-        return U_SUCCESS(status) ? std::move(iterator) : nullptr;
-    }();
+    icu::BreakIterator* iterator = characterBreakIterator();
     UErrorCode status = U_ZERO_ERROR;
-    UText utext = UTEXT_INITIALIZER;
-    utext_openUTF8(&utext, text.data(), static_cast<int64_t>(text.size()), &status);
-    if (prototype == nullptr || U_FAILURE(status)) {
-        utext_close(&utext);
+    icu::LocalUTextPointer utext(utext_openUTF8(nullptr, text.data(), static_cast<int64_t>(text.size()), &status));
+    if (iterator != nullptr && U_SUCCESS(status)) iterator->setText(utext.getAlias(), status);
+    if (iterator == nullptr || U_FAILURE(status)) {
         visit(0, text.size());
         return;
     }
-    icu::BreakIterator& iterator = *prototype;
-    iterator.setText(&utext, status);
-    if (U_FAILURE(status)) {
-        utext_close(&utext);
-        visit(0, text.size());
-        return;
-    }
-    std::int32_t begin = iterator.first();
-    for (std::int32_t end = iterator.next(); end != icu::BreakIterator::DONE; end = iterator.next()) {
+    std::int32_t begin = iterator->first();
+    for (std::int32_t end = iterator->next(); end != icu::BreakIterator::DONE; end = iterator->next()) {
         visit(static_cast<std::size_t>(begin), static_cast<std::size_t>(end));
         begin = end;
     }
-    utext_close(&utext);
+    // The iterator must not keep a pointer to the text, which goes now.
+    iterator->setText(icu::UnicodeString());
 }
 
 const icu::Normalizer2* nfcNormalizer() {
@@ -236,7 +236,7 @@ std::vector<std::string_view> graphemeClusterViews(std::string_view text) {
 }
 
 bool isOneCharacterPerScalar(std::string_view text) {
-    return text.find('\r') == std::string_view::npos && isValidUtf8(text) && hasOnlySimpleClusters(text);
+    return text.find('\r') == std::string_view::npos && hasOnlySimpleClusters(text);
 }
 
 std::size_t graphemeCount(std::string_view text) {
@@ -327,25 +327,35 @@ bool startsLine(std::string_view text, std::size_t position) {
            (byte(position - 1) == 0xA8 || byte(position - 1) == 0xA9);
 }
 
+bool holdsNoneOf(std::string_view text, std::string_view bytes) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if (mayBeginNewline(byte) && newlineLengthAt(text, i) != 0) return false;
+        if (byte < 0x80 && bytes.find(static_cast<char>(byte)) != std::string_view::npos) return false;
+    }
+    return true;
+}
+
 std::string_view trim(std::string_view text, bool (*inClass)(char32_t)) {
-    // Both ends ASCII and outside the class: nothing to remove (an ASCII byte
-    // is always a scalar of its own).
-    if (!text.empty()) {
-        const auto first = static_cast<unsigned char>(text.front());
-        const auto last = static_cast<unsigned char>(text.back());
-        if (first < 0x80 && last < 0x80 && !inClass(first) && !inClass(last)) return text;
+    // From the front, scalar by scalar, to the first one outside the class.
+    std::size_t begin = 0;
+    while (begin < text.size()) {
+        std::size_t next = begin;
+        if (!inClass(decodeScalar(text, next))) break;
+        begin = next;
     }
-    std::size_t begin = text.size();
-    std::size_t end = 0;
-    std::size_t position = 0;
-    while (position < text.size()) {
-        const std::size_t scalarBegin = position;
-        if (!inClass(decodeScalar(text, position))) {
-            if (begin == text.size()) begin = scalarBegin;
-            end = position;
-        }
+    // From the back, to the last one outside the class: a scalar ends where
+    // the next one begins, and begins at its last byte that is no
+    // continuation byte (the text is well-formed UTF-8).
+    std::size_t end = text.size();
+    while (end > begin) {
+        std::size_t start = end - 1;
+        while (start > begin && isContinuationByte(static_cast<unsigned char>(text[start]))) --start;
+        std::size_t next = start;
+        if (!inClass(decodeScalar(text, next))) break;
+        end = start;
     }
-    return begin < end ? text.substr(begin, end - begin) : std::string_view();
+    return text.substr(begin, end - begin);
 }
 
 std::string_view trimWhiteSpaceAndNewlines(std::string_view text) {

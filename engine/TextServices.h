@@ -40,10 +40,14 @@ char32_t firstScalar(std::string_view text);
 void appendScalar(std::string& out, char32_t scalar);
 
 // ---- Characters (extended grapheme clusters) ------------------------------
+//
+// Text is well-formed UTF-8 here: it is checked once where it enters the
+// engine (files by readUtf8File, other text at the public operations that
+// take it). Malformed bytes never make these functions read out of bounds or
+// crash, but how they are grouped into characters is not specified.
 
 // The extended grapheme clusters of `text`, in order; empty for empty text.
 // "\r\n" is one cluster, and so is a letter with its combining marks.
-// Malformed UTF-8 bytes come out as clusters of their own (never a crash).
 std::vector<std::string> graphemeClusters(std::string_view text);
 
 // The same clusters as views into `text` (valid while `text` lives).
@@ -52,8 +56,7 @@ std::vector<std::string_view> graphemeClusterViews(std::string_view text);
 // The number of extended grapheme clusters of `text`.
 std::size_t graphemeCount(std::string_view text);
 
-// True when `text` is well-formed UTF-8 and each of its scalars is a
-// character of its own: no combining mark, joiner, prepended or paired
+// True when each scalar of `text` is a character of its own: no combining mark, joiner, prepended or paired
 // scalar, and no "\r\n". (A sufficient test, not a necessary one.)
 bool isOneCharacterPerScalar(std::string_view text);
 
@@ -72,6 +75,11 @@ bool isWhiteSpaceOrNewline(char32_t scalar);
 bool isNewline(char32_t scalar);
 // Blanks: general category Zs and the tab U+0009.
 bool isBlank(char32_t scalar);
+
+// The ASCII capitals "A" to "Z", the letters of a category.
+constexpr bool isAsciiCapital(char byte) {
+    return byte >= 'A' && byte <= 'Z';
+}
 
 // Class tests on a character (a grapheme cluster): they test its first scalar.
 bool isLetterCharacter(std::string_view character);
@@ -108,6 +116,10 @@ template <typename Visit> void forEachLineOf(std::string_view text, Visit&& visi
     }
     if (pieceBegin < text.size()) visit(text.substr(pieceBegin));
 }
+
+// True when `text` holds no new-line scalar and none of the ASCII bytes of
+// `bytes`. Cost: one pass.
+bool holdsNoneOf(std::string_view text, std::string_view bytes);
 
 // The first piece that splitAtNewlines would give (all of `text` when it holds
 // no separator).

@@ -154,6 +154,20 @@ private:
     }
 
     void stepPlain(char32_t scalar, std::string_view bytes) {
+        if (Tokenizer::opensLongToken(scalar)) {
+            startLongToken(scalar, bytes);
+        } else if (isWhiteSpaceOrNewline(scalar)) {
+            flush();
+        } else if (isLetter(scalar)) {
+            current_ += bytes;
+        } else {
+            flush();
+            emit(bytes);
+        }
+    }
+
+    // Starts the token that `scalar`, one of those of opensLongToken, opens.
+    void startLongToken(char32_t scalar, std::string_view bytes) {
         switch (scalar) {
         case U'"':
             start(bytes, Mode::quoted);
@@ -171,20 +185,10 @@ private:
         case U'<':
             start(bytes, Mode::bracket);
             return;
-        case U'\\':
+        default: // the backslash
             start(bytes, Mode::escape);
             escapeInQuote_ = false;
             return;
-        default:
-            break;
-        }
-        if (isWhiteSpaceOrNewline(scalar)) {
-            flush();
-        } else if (isLetter(scalar)) {
-            current_ += bytes;
-        } else {
-            flush();
-            emit(bytes);
         }
     }
 
@@ -203,6 +207,20 @@ private:
 
 } // namespace
 
+bool Tokenizer::opensLongToken(char32_t scalar) {
+    switch (scalar) {
+    case U'"':
+    case U'$':
+    case U'/':
+    case U':':
+    case U'<':
+    case U'\\':
+        return true;
+    default:
+        return false;
+    }
+}
+
 std::optional<TokenList> Tokenizer::textualSyntacticGrammar(std::string_view text) {
     return SyntacticTokenizer().run(text);
 }
@@ -211,7 +229,8 @@ std::optional<TokenList> Tokenizer::textualOrthographicGrammar(std::string_view 
     std::optional<TokenList> syntactic = textualSyntacticGrammar(text);
     if (!syntactic) return std::nullopt;
     TokenList tokens;
-    tokens.reserve(syntactic->size());
+    // No token is empty: there are at most as many tokens as bytes.
+    tokens.reserve(text.size());
     for (std::string& token : *syntactic) {
         if (isLetter(firstScalar(token)) && token.size() > 1) {
             appendCharacters(tokens, token);

@@ -30,6 +30,12 @@ public:
     // when the syntactic tokenizer is absent; empty for empty or white text.
     static std::optional<TokenList> textualOrthographicGrammar(std::string_view text);
 
+    // True for the scalars that, read between tokens, open a token of several
+    // characters: a quoted string, a variable, an output, a call, an operator
+    // or an escape (" $ / : < \). Every other scalar but white space reads as a
+    // token of its own or as part of a word.
+    static bool opensLongToken(char32_t scalar);
+
     // Tokens of a properties-definitions expression: words separated by white
     // space, "(", ")" and "|" alone, ":Name" references. Never fails.
     static TokenList textualPropertiesDefinitionsGrammar(std::string_view text);

@@ -18,10 +18,10 @@
 #include <vector>
 
 #include "ALU.h"
-#include "Dictionary.h"
+#include "DictionaryExpansion.h"
 #include "FuzzInput.h"
+#include "GrammarFiles.h"
 #include "MGFSA.h"
-#include "Resources.h"
 #include "TextualGrammar.h"
 
 namespace {

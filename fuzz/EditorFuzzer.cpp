@@ -163,6 +163,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::vector<std::string_view> parts = lexpand::fuzz::splitInput(lexpand::fuzz::asText(data, size), '\t', 2);
     const std::string_view wordForm = parts.size() == 2 ? parts[0] : std::string_view();
     const std::string_view morphologicalCommand = parts.back();
+    // Word forms enter the engine as well-formed UTF-8, checked once.
+    if (!lexpand::isValidUtf8(wordForm)) return 0;
 
     const std::optional<Morphology::EditResult> result =
         Morphology::applySuffixCommandToWordForm(wordForm, morphologicalCommand);

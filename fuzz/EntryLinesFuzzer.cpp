@@ -57,7 +57,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!lexpand::fuzz::entryValuesWithinExplorationBudget(lines, fixed.grammar)) return 0;
     // One expander of each kind for the whole input, so that shapes are reused.
     lexpand::EntryLineExpander expander(fixed.definitions, fixed.grammar);
-    lexpand::EntryExpander reference(fixed.grammar);
+    lexpand::ParadigmCache reference(fixed.grammar);
     for (const std::string_view line : lines) {
         lexpand::formbyform::Lines fast;
         lexpand::formbyform::Lines expected;

@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "ALU.h"
-#include "Dictionary.h"
 #include "GFSA.h"
 #include "MGFSA.h"
+#include "Paradigms.h"
 #include "TextualGrammar.h"
 
 namespace lexpand::fuzz {

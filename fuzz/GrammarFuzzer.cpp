@@ -17,7 +17,7 @@
 
 #include "FuzzInput.h"
 #include "MGFSA.h"
-#include "Morphology.h"
+#include "Paradigms.h"
 #include "TextualGrammar.h"
 
 namespace {
@@ -98,7 +98,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (before != after) __builtin_trap();
         }
         if (level == lexpand::LinguisticLevel::orthographic) {
-            (void)lexpand::Morphology::exploreParadigm(name, determinized);
+            (void)lexpand::exploreParadigm(name, determinized);
         }
     }
     return 0;

@@ -6,18 +6,11 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "FormLines.h"
+#include "Lexicon.h"
+#include "LineSink.h"
 
 namespace lexpand {
-
-// The files of one lexicon, as lexpand takes them.
-struct LexiconFiles {
-    std::vector<std::string> dictionaries; // ".dic", expanded in this order
-    std::vector<std::string> grammars;     // ".pdg"
-    std::string definitions;               // the ".def" file
-};
 
 // Loads the grammars of the command line and of every dictionary's "#use"
 // lines, then the definitions, and expands every dictionary in order, sending

@@ -63,13 +63,6 @@ ExitStatus wrongCommandLine(std::string_view message) {
     return statusWrongCommandLine;
 }
 
-// The extension of the last component of `path`, without its period.
-std::string extensionOf(const std::string& path) {
-    std::string extension = std::filesystem::path(path).extension().string();
-    if (!extension.empty()) extension.erase(0, 1);
-    return extension;
-}
-
 // Reads the command line into `options`; answers the status to end with, or
 // nothing to go on.
 std::optional<ExitStatus> readCommandLine(int argc, char** argv, Options& options) {
@@ -105,23 +98,23 @@ std::optional<ExitStatus> readCommandLine(int argc, char** argv, Options& option
     }
     for (int i = optind; i < argc; ++i) {
         const std::string path = argv[i];
-        const std::string extension = extensionOf(path);
-        if (extension == "dic" || extension == "DIC") {
-            options.lexicon.dictionaries.push_back(path);
-        } else if (extension == "pdg" || extension == "PDG") {
-            options.lexicon.grammars.push_back(path);
-        } else if (extension == "def" || extension == "DEF") {
-            if (!options.lexicon.definitions.empty()) return wrongCommandLine("more than one .def file");
-            options.lexicon.definitions = path;
+        const std::optional<InputKind> kind = inputKindOf(extensionOf(path));
+        if (!kind) return wrongCommandLine("cannot tell the kind of " + path + " (not .dic, .pdg or .def)");
+        if (*kind == InputKind::dictionary) {
+            options.lexicon.dictionaryPaths.push_back(path);
+        } else if (*kind == InputKind::grammar) {
+            options.lexicon.grammarPaths.push_back(path);
+        } else if (options.lexicon.definitionsPath) {
+            return wrongCommandLine("more than one .def file");
         } else {
-            return wrongCommandLine("cannot tell the kind of " + path + " (not .dic, .pdg or .def)");
+            options.lexicon.definitionsPath = path;
         }
     }
     if (options.output.empty()) return wrongCommandLine("no output file (-o DICTIONARY.lxd)");
     const bool hasLexicon = optind < argc;
     if (!hasLexicon && options.formFiles.empty()) return wrongCommandLine("no input: give a lexicon or --from-forms");
-    if (hasLexicon && options.lexicon.dictionaries.empty()) return wrongCommandLine("no .dic file");
-    if (hasLexicon && options.lexicon.definitions.empty()) return wrongCommandLine("no .def file");
+    if (hasLexicon && options.lexicon.dictionaryPaths.empty()) return wrongCommandLine("no .dic file");
+    if (hasLexicon && !options.lexicon.definitionsPath) return wrongCommandLine("no .def file");
     return std::nullopt;
 }
 
@@ -243,7 +236,7 @@ ExitStatus run(int argc, char** argv) {
 
     CompactDictionaryBuilder builder;
     FormCollector collector(builder);
-    if (!options.lexicon.dictionaries.empty()) {
+    if (!options.lexicon.dictionaryPaths.empty()) {
         collector.beginSource("");
         if (const std::optional<std::string> failure = expandLexicon(options.lexicon, collector)) {
             printError(*failure);

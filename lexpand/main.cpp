@@ -10,19 +10,15 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <utility>
 #include <vector>
 
-#include "ALU.h"
-#include "Alphabet.h"
-#include "MGFSA.h"
-#include "Resources.h"
-#include "TextualGrammar.h"
+#include "DictionaryExpansion.h"
+#include "Lexicon.h"
 
 namespace lexpand {
 namespace {
@@ -72,6 +68,34 @@ public:
         }
         buffer_.append(line);
         buffer_.push_back('\n');
+    }
+
+    // Appends the pieces of one line and a line feed.
+    void printJoined(std::initializer_list<std::string_view> pieces) override {
+        std::size_t size = 1;
+        for (const std::string_view piece : pieces) size += piece.size();
+        if (buffer_.size() + size > capacity_) flush();
+        if (size > capacity_) {
+            LineSink::printJoined(pieces); // longer than the whole buffer
+            return;
+        }
+        for (const std::string_view piece : pieces) buffer_.append(piece);
+        buffer_.push_back('\n');
+    }
+
+    // Appends whole lines at once; a block as large as the buffer is written
+    // as it stands, after what the buffer holds.
+    void printLines(std::string_view lines) override {
+        if (buffer_.size() + lines.size() <= capacity_) {
+            buffer_.append(lines);
+            return;
+        }
+        flush();
+        if (lines.size() < capacity_) {
+            buffer_.append(lines);
+            return;
+        }
+        writeToStandardOutput(lines);
     }
 
     void flush() {
@@ -135,11 +159,8 @@ struct RunContext {
     explicit RunContext(OutputBuffer& output) : out(output) {}
 
     OutputBuffer& out;
-    std::vector<std::string> dicPaths;  // in command-line order, as typed
-    std::vector<std::string> pdgFPaths; // in command-line order, as typed
-    std::optional<std::string> defPath;
-    MGFSA pdgMgfsa{LinguisticLevel::orthographic}; // every paradigm graph of the run
-    std::optional<PropertiesDefinitions> propertiesDefinitions;
+    LexiconFiles files; // each kind in command-line order, as typed
+    std::unique_ptr<Lexicon> lexicon;
     std::int64_t nbOfForms = 0;
     PhaseTimes times;
 };
@@ -154,22 +175,22 @@ void printUsage(LineSink& out) {
     out.printLine("\u2192 prints list of all generated forms");
 }
 
-// The extension of the last path component of `argument`, without its period:
-// "b.txt" gives "txt"; "README", ".dic", "a." and "a.b/c" give "". Trailing
-// "/" separators do not make a component of their own, so "x.dic/" names the
-// component "x.dic" (whose existence test then asks for a directory).
-std::string extensionOf(std::string_view argument) {
-    while (argument.size() > 1 && argument.back() == '/') argument.remove_suffix(1);
-    std::string extension = std::filesystem::path(argument).extension().string();
-    if (!extension.empty()) extension.erase(0, 1); // the period
-    return extension;
-}
-
-// True when something (a file or a directory) exists at `path`; any error of
-// the file system counts as absence.
-bool pathExists(const std::string& path) {
-    std::error_code error;
-    return std::filesystem::exists(std::filesystem::path(path), error);
+// The status that ends the run for a failure of a loading step, after its
+// line is printed; nothing when there is none.
+std::optional<ExitStatus> reportFailure(RunContext& run, const std::optional<LexiconFailure>& failure) {
+    if (!failure) return std::nullopt;
+    run.out.printLine(failure->message);
+    switch (failure->step) {
+    case LexiconFailure::Step::missingFile:
+        return statusMissingFile;
+    case LexiconFailure::Step::grammar:
+        return statusBadGrammar;
+    case LexiconFailure::Step::dictionaryGrammars:
+        return statusBadDictionaryGrammars;
+    case LexiconFailure::Step::definitions:
+        return statusBadPropertiesDefinitions;
+    }
+    return statusBadPropertiesDefinitions;
 }
 
 // Prints `message`, then the usage text; the status for a wrong command line.
@@ -189,101 +210,37 @@ std::optional<ExitStatus> readCommandLine(RunContext& run, int argc, char** argv
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         const std::string extension = extensionOf(argument);
-        if (extension == "dic" || extension == "DIC") {
-            run.dicPaths.push_back(argument);
-        } else if (extension == "pdg" || extension == "PDG") {
-            run.pdgFPaths.push_back(argument);
-        } else if (extension == "def" || extension == "DEF") {
-            if (run.defPath) {
-                return refuseCommandLine(run.out, "*** Can handle only one properties definition .def file");
-            }
-            run.defPath = argument;
-        } else {
+        const std::optional<InputKind> kind = inputKindOf(extension);
+        if (!kind) {
             return refuseCommandLine(run.out, "*** Cannot handle file extension type \"" + extension +
                                                   "\" for argument " + argument);
         }
-    }
-    if (run.dicPaths.empty()) return refuseCommandLine(run.out, "*** Need at least one dictionary .dic file");
-    if (!run.defPath) return refuseCommandLine(run.out, "*** Need at least one properties definition .def file");
-
-    for (const std::string& path : run.dicPaths) {
-        if (!pathExists(path)) {
-            run.out.printLine("*** Cannot find dictionary file " + path);
-            return statusMissingFile;
+        if (*kind == InputKind::dictionary) {
+            run.files.dictionaryPaths.push_back(argument);
+        } else if (*kind == InputKind::grammar) {
+            run.files.grammarPaths.push_back(argument);
+        } else if (run.files.definitionsPath) {
+            return refuseCommandLine(run.out, "*** Can handle only one properties definition .def file");
+        } else {
+            run.files.definitionsPath = argument;
         }
     }
-    for (const std::string& path : run.pdgFPaths) {
-        if (!pathExists(path)) {
-            run.out.printLine("*** Cannot find morphological grammar file " + path);
-            return statusMissingFile;
-        }
-    }
-    if (!pathExists(*run.defPath)) {
-        run.out.printLine("*** Cannot find properties definitions file " + *run.defPath);
-        return statusMissingFile;
-    }
-    return std::nullopt;
-}
-
-// Loads, compiles, determinizes and merges every grammar of the command line.
-std::optional<ExitStatus> loadCommandLineGrammars(RunContext& run) {
-    for (const std::string& path : run.pdgFPaths) {
-        const std::optional<std::string> text = loadGrammar(path);
-        std::optional<MGFSA> grammar;
-        if (text) grammar = textualGrammarToMgfsa(*text, LinguisticLevel::orthographic);
-        if (!grammar) {
-            run.out.printLine("*** Cannot handle morphological grammar in: " + path);
-            return statusBadGrammar;
-        }
-        grammar->determinize();
-        // The rule name "Main" is reserved: no grammar of the command line
-        // may define it.
-        if (grammar->graphs.count("Main") != 0) {
-            run.out.printLine("*** Grammar " + path + " should not contain a rule named \"Main\"");
-            return statusBadGrammar;
-        }
-        if (!run.pdgMgfsa.mergeWith(*grammar)) {
-            run.out.printLine("*** Grammar " + path + " should not contain a rule already defined elsewhere");
-            return statusBadGrammar;
-        }
-    }
-    return std::nullopt;
-}
-
-// Merges the grammars that each dictionary names with "#use".
-std::optional<ExitStatus> loadDictionaryGrammars(RunContext& run) {
-    for (const std::string& path : run.dicPaths) {
-        const DictionaryGrammars used = loadMorphologicalGrammarsFromDictionary(path);
-        if (!used.grammar) {
-            run.out.printLine(used.errorMessage);
-            return statusBadDictionaryGrammars;
-        }
-        if (!run.pdgMgfsa.mergeWith(*used.grammar)) {
-            run.out.printLine("*** Cannot merge grammars used in " + path +
-                              " (a rule is probably defined more than once)");
-            return statusBadDictionaryGrammars;
-        }
-    }
-    return std::nullopt;
-}
-
-std::optional<ExitStatus> loadPropertiesDefinitions(RunContext& run) {
-    const std::optional<std::string> text = loadGrammar(*run.defPath);
-    if (text) run.propertiesDefinitions = PropertiesDefinitions::init(*text);
-    if (!run.propertiesDefinitions) {
-        run.out.printLine("*** Cannot process properties definitions in file " + *run.defPath);
-        return statusBadPropertiesDefinitions;
-    }
-    return std::nullopt;
+    if (run.files.dictionaryPaths.empty())
+        return refuseCommandLine(run.out, "*** Need at least one dictionary .dic file");
+    if (!run.files.definitionsPath)
+        return refuseCommandLine(run.out, "*** Need at least one properties definition .def file");
+    run.lexicon = std::make_unique<Lexicon>(run.files);
+    return reportFailure(run, run.lexicon->checkFiles());
 }
 
 // Expands every dictionary in command-line order; their lines are printed as
 // they are produced.
 std::optional<ExitStatus> expandDictionaries(RunContext& run) {
     run.nbOfForms = 0;
-    for (const std::string& path : run.dicPaths) {
+    const Lexicon& lexicon = *run.lexicon;
+    for (const std::string& text : lexicon.dictionaryTexts()) {
         const std::optional<std::int64_t> count =
-            inflectAndDeriveDictionary(path, *run.propertiesDefinitions, run.pdgMgfsa, run.out);
+            expandDictionaryText(text, *lexicon.definitions(), lexicon.paradigms(), run.out);
         if (!count) {
             run.out.printLine("*** Cannot inflect/derive dictionary");
             return statusBadExpansion;
@@ -298,10 +255,9 @@ std::optional<ExitStatus> expandDictionaries(RunContext& run) {
 ExitStatus executeRun(RunContext& run, int argc, char** argv) {
     if (const std::optional<ExitStatus> end = readCommandLine(run, argc, argv)) return *end;
     run.times.mark("command line");
-    if (const std::optional<ExitStatus> end = loadCommandLineGrammars(run)) return *end;
-    if (const std::optional<ExitStatus> end = loadDictionaryGrammars(run)) return *end;
+    if (const std::optional<ExitStatus> end = reportFailure(run, run.lexicon->loadGrammars())) return *end;
     run.times.mark("grammars");
-    if (const std::optional<ExitStatus> end = loadPropertiesDefinitions(run)) return *end;
+    if (const std::optional<ExitStatus> end = reportFailure(run, run.lexicon->loadDefinitions())) return *end;
     run.times.mark("properties definitions");
     if (const std::optional<ExitStatus> end = expandDictionaries(run)) return *end;
     run.times.mark("expansion");

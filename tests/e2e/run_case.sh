@@ -3,8 +3,10 @@
 # file (one per line, kept exactly, spaces included), from inside the case
 # folder. The case passes when standard output equals `expected_stdout` byte
 # for byte, the exit status equals `expected_status` and nothing was written
-# to standard error, or, when the case holds a file `expected_stderr`,
-# standard error equals that file (placeholders replaced as below).
+# to standard error; or, when the case holds a file `expected_stderr`,
+# standard error equals that file byte for byte (placeholders replaced as in
+# `expected_stdout`). A file `stdin` in the case
+# folder, when there is one, is the program's standard input.
 #
 # Messages that name an absolute directory depend on where the repository is
 # checked out. In `expected_stdout` such a directory is written as the
@@ -47,18 +49,17 @@ fi
 # The expected bytes, placeholders replaced; sed keeps every byte (NUL bytes
 # and a missing final line feed included).
 sed_replacement() { printf '%s' "$1" | sed 's/[\\&|]/\\&/g'; }
-sed -e "s|@CASE_DIR@|$(sed_replacement "$case_dir")|g" \
-    -e "s|@SCRATCH_DIR@|$(sed_replacement "$scratch_dir")|g" \
-    "$expected_source" >"$expected_stdout"
-
-expected_stderr=
-if [ -f expected_stderr ]; then
-  expected_stderr=$(mktemp)
+replace_placeholders() {
   sed -e "s|@CASE_DIR@|$(sed_replacement "$case_dir")|g" \
-      -e "s|@SCRATCH_DIR@|$(sed_replacement "$scratch_dir")|g" expected_stderr >"$expected_stderr"
-fi
+      -e "s|@SCRATCH_DIR@|$(sed_replacement "$scratch_dir")|g" "$1"
+}
+replace_placeholders "$expected_source" >"$expected_stdout"
 
-"$lexpand" "${args[@]}" >"$actual_stdout" 2>"$actual_stderr"
+if [ -f stdin ]; then
+  "$lexpand" "${args[@]}" <stdin >"$actual_stdout" 2>"$actual_stderr"
+else
+  "$lexpand" "${args[@]}" >"$actual_stdout" 2>"$actual_stderr"
+fi
 status=$?
 expected_status=$(cat expected_status)
 ok=1
@@ -69,12 +70,11 @@ fi
 if [ "$status" != "$expected_status" ]; then
   echo "exit status $status, expected $expected_status"; ok=0
 fi
-if [ -n "$expected_stderr" ]; then
-  if ! cmp -s "$actual_stderr" "$expected_stderr"; then
+if [ -f expected_stderr ]; then
+  if ! replace_placeholders expected_stderr | cmp -s "$actual_stderr" -; then
     echo "stderr differs from expected_stderr (< expected, > actual):"
-    diff -a "$expected_stderr" "$actual_stderr" | head -n 20; ok=0
+    replace_placeholders expected_stderr | diff -a - "$actual_stderr" | head -n 20; ok=0
   fi
-  rm -f "$expected_stderr"
 elif [ -s "$actual_stderr" ]; then
   echo "unexpected standard error:"; head -n 20 "$actual_stderr"; ok=0
 fi

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "ALU.h"
-#include "Dictionary.h"
+#include "EntryForms.h"
 #include "FormLines.h"
 #include "Morphology.h"
 
@@ -61,11 +61,13 @@ public:
 // the assembled line parsed again and written canonically.
 inline std::optional<std::int64_t> expandFormByForm(std::string_view line,
                                                     const PropertiesDefinitions& propertiesDefinitions,
-                                                    EntryExpander& expander, LineSink& sink) {
+                                                    ParadigmCache& cache, LineSink& sink) {
     const std::optional<ALU> entry = ALU::init(line, &propertiesDefinitions);
     if (!entry) return std::nullopt;
     if (entry->flxParadigms.empty()) sink.printLine(line);
-    const std::optional<EntryForms> forms = expander.inflectAndDerive(*entry);
+    const std::optional<EntryParadigms> explored = cache.paradigmsOf(*entry);
+    if (!explored) return std::nullopt;
+    const std::optional<EntryForms> forms = inflectAndDerive(*entry, *explored);
     if (!forms) return std::nullopt;
     std::int64_t count = 0;
     for (std::size_t i = 0; i < forms->wordForms.size(); ++i) {

@@ -95,7 +95,7 @@ TEST(EntryLineExpander, PrintsWhatTheFormByFormAssemblyPrints) {
     for (const unsigned seed : {1u, 2u, 3u, 4u}) {
         std::mt19937 random(seed);
         EntryLineExpander expander(*properties, *grammar);
-        EntryExpander reference(*grammar);
+        ParadigmCache reference(*grammar);
         for (int i = 0; i < 1500; ++i) {
             const std::string entry = randomEntry(random);
             Lines fast;
@@ -105,6 +105,45 @@ TEST(EntryLineExpander, PrintsWhatTheFormByFormAssemblyPrints) {
             ASSERT_EQ(sent, expectedSent) << entry;
             ASSERT_EQ(fast.lines, expected.lines) << entry;
         }
+        // Both ways ran: the comparison above tested the assembled lines.
+        EXPECT_GT(expander.counts().assembled, 500) << seed;
+        EXPECT_GT(expander.counts().formByForm, 50) << seed;
+    }
+}
+
+// Which way each entry goes: the lines of its shape are completed unless its
+// word forms, reverse commands or items could change the assembly.
+TEST(EntryLineExpander, GoesFormByFormExactlyWhereTheAssemblyCouldDiffer) {
+    std::optional<MGFSA> grammar = textualGrammarToMgfsa(formbyform::paradigms, LinguisticLevel::orthographic);
+    ASSERT_TRUE(grammar.has_value());
+    grammar->determinize();
+    const std::optional<PropertiesDefinitions> properties = PropertiesDefinitions::init(formbyform::definitions);
+    ASSERT_TRUE(properties.has_value());
+    const struct {
+        std::string entry;
+        bool assembled;
+    } rows[] = {
+        {"table,N+FLX=SG", true},
+        {"table,N+FLX=PL2+DRV=NESS", true},
+        {"кошка,N+FLX=MARK", true},
+        {"e\xCC\x81t\xC3\xA9,N+FLX=CASE", true}, // combining marks: characters found by the editor
+        {"two words,N+FLX=WORDS", true},
+        {"a\\,b,N+FLX=SG", false},        // a comma in the word forms
+        {"a\vb,N+FLX=SG", false},         // a line terminator in the word forms
+        {"wo\"rd,N+FLX=CUT3", false},     // a quote in a reverse command
+        {"ba\\ck,N+FLX=CUT3", false},     // a backslash in a reverse command
+        {"x,N+FLX=SG+_LEX=\"x\"", false}, // an item that mentions "_LEX"
+    };
+    for (const auto& row : rows) {
+        EntryLineExpander expander(*properties, *grammar);
+        Lines fast;
+        Lines expected;
+        ParadigmCache reference(*grammar);
+        ASSERT_EQ(expander.expand(row.entry, fast), expandFormByForm(row.entry, *properties, reference, expected))
+            << row.entry;
+        EXPECT_EQ(fast.lines, expected.lines) << row.entry;
+        EXPECT_EQ(expander.counts().assembled, row.assembled ? 1 : 0) << row.entry;
+        EXPECT_EQ(expander.counts().formByForm, row.assembled ? 0 : 1) << row.entry;
     }
 }
 

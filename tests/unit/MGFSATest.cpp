@@ -101,7 +101,7 @@ struct ReferenceExplorer {
                 ItemPath call = path;
                 std::vector<std::int64_t> calledStack = current.stackOfStateIds;
                 calledStack.push_back(0);
-                if (calledStack.size() > maximalCallDepth) return false;
+                if (calledStack.size() > ExploreOptions().maxCallDepth) return false;
                 call.push_back({label.input.substr(1), 0, calledStack, 0});
                 std::vector<ItemPath> completed;
                 if (!extend(call, completed)) return false;
@@ -305,8 +305,9 @@ TEST(Explore, RecursionBeyondTheCallDepthIsAbsent) {
         text += "G" + std::to_string(graphs) + " = a ;\n";
         return compiled(text);
     };
-    EXPECT_EQ(show(pathsOf(chain(maximalCallDepth).explore("G1", LinguisticLevel::orthographic, 1))), "[a /]");
-    EXPECT_FALSE(chain(maximalCallDepth + 1).explore("G1", LinguisticLevel::orthographic, 1));
+    EXPECT_EQ(show(pathsOf(chain(ExploreOptions().maxCallDepth).explore("G1", LinguisticLevel::orthographic, 1))),
+              "[a /]");
+    EXPECT_FALSE(chain(ExploreOptions().maxCallDepth + 1).explore("G1", LinguisticLevel::orthographic, 1));
 }
 
 // Every completed path counts, also those of called graphs. Here 60 nested
@@ -326,9 +327,9 @@ TEST(Explore, MoreThanTheMaximalNumberOfPathsIsAbsent) {
                                 handMade({{false, {{":G" + std::to_string(level + 1), "", 1}}}, {true, {}}}));
         return grammarOf(graphs);
     };
-    static_assert((std::int64_t{levels} << 18) > static_cast<std::int64_t>(maximalPathCount));
+    static_assert((std::int64_t{levels} << 18) > static_cast<std::int64_t>(ExploreOptions().maxPaths));
     EXPECT_FALSE(grammar(18).explore("G0", LinguisticLevel::orthographic, 1));
-    static_assert((std::int64_t{levels} << 16) < static_cast<std::int64_t>(maximalPathCount));
+    static_assert((std::int64_t{levels} << 16) < static_cast<std::int64_t>(ExploreOptions().maxPaths));
     const auto under = grammar(16).explore("G0", LinguisticLevel::orthographic, 1);
     ASSERT_TRUE(under);
     EXPECT_TRUE(under->input.empty());

@@ -113,62 +113,58 @@ TEST(Morphology, ApplyCommand) {
         std::string wordForm;
         std::string command;
         Edit expected;
-        bool undoable;
     } rows[] = {
-        {"table", "<B>s", Edit({"tabls", "<B>e"}), true},
-        {"stop", "<D>ed", Edit({"stopped", "<B3>"}), true},
-        {"pomme de terre", "<PW>s", Edit({"pommes de terre", "<P2><B>"}), true},
-        {"Paris", "<LW><C>", Edit({"paris", "<L5><C><R5>"}), true},
-        {"table", "", Edit({"table", "<E>"}), true},
-        {"", "<NW>", Edit({"", "<E>"}), true},
-        {"tabl", "<B0>", Edit({"tablB", "<B>"}), true},
-        {"ab-c", "<L2><C>", Edit({"ab-c", "<P><C><R2>"}), true},
-        {"cafe\xCC\x81", "<B>", Edit({"caf", "e\xCC\x81"}), true},
+        {"table", "<B>s", Edit({"tabls", "<B>e"})},
+        {"stop", "<D>ed", Edit({"stopped", "<B3>"})},
+        {"pomme de terre", "<PW>s", Edit({"pommes de terre", "<P2><B>"})},
+        {"Paris", "<LW><C>", Edit({"paris", "<L5><C><R5>"})},
+        {"table", "", Edit({"table", "<E>"})},
+        {"", "<NW>", Edit({"", "<E>"})},
+        {"tabl", "<B0>", Edit({"tablB", "<B>"})},
+        {"ab-c", "<L2><C>", Edit({"ab-c", "<P><C><R2>"})},
+        {"cafe\xCC\x81", "<B>", Edit({"caf", "e\xCC\x81"})},
         {"\xD1\x81\xD1\x82\xD0\xBE\xD0\xBB", "<L2><S2>\xD1\x8B",
-         Edit({"\xD1\x81\xD1\x82\xD1\x8B", "<B>\xD0\xBE\xD0\xBB"}), true},
-        {"pomme de terre", "<LW><N2>x", Edit({"pomme de xterre", "<L5><B><L9><R14>"}), true},
-        {"pomme de terre", "<L9><N>x", Edit({"pomme de xterre", "<L5><B><L4><R9>"}), true},
-        {"pomme de terre", "<P>s", Edit({"pomme des terre", "<P><B>"}), true},
-        {"pomme de terre", "<P2>x", Edit({"pommex de terre", "<P2><B>"}), true},
-        {"abc", "<L2><NW>x", Edit({"abcx", "<B>"}), true},
-        // Steps that by design cannot be undone.
-        {"abcd", "<L2><BW>", Edit({"", "ab<R2>"}), false},               // "c", "d" are lost
-        {"ab", "<LW><D>", Edit({"ab", "<L2><B><R2>"}), false},           // nothing to duplicate at 0
-        {"a", "<L><LW>", Edit({"a", "<L><R2>"}), false},                 // "<LW>" at 0 records "<R>"
-        {"ab", "<RW>", Edit({"ab", "<L>"}), false},                      // "<RW>" at the end records "<L>"
-        {"ab", "<N>", Edit({"ab", "<L1>"}), false},                      // "<N>" at the end records "<L1>"
-        {"Paris", "<LW><C><C>", Edit({"Paris", "<L5><C2><R5>"}), false}, // two "<C>" merge
-        {"\xC3\x9F", "<L><C>", Edit({"S", "<L><C><R>"}), false},         // ß
-        {"a<", "<B>", Edit({"a", "<"}), false},
-        {"a<", "<B>x", std::nullopt, false}, // a removed "<" cannot be simplified
+         Edit({"\xD1\x81\xD1\x82\xD1\x8B", "<B>\xD0\xBE\xD0\xBB"})},
+        {"pomme de terre", "<LW><N2>x", Edit({"pomme de xterre", "<L5><B><L9><R14>"})},
+        {"pomme de terre", "<L9><N>x", Edit({"pomme de xterre", "<L5><B><L4><R9>"})},
+        {"pomme de terre", "<P>s", Edit({"pomme des terre", "<P><B>"})},
+        {"pomme de terre", "<P2>x", Edit({"pommex de terre", "<P2><B>"})},
+        {"abc", "<L2><NW>x", Edit({"abcx", "<B>"})},
+        // Steps that by design cannot be undone (the random test below
+        // checks that every other command is undone by its reverse).
+        {"abcd", "<L2><BW>", Edit({"", "ab<R2>"})},               // "c", "d" are lost
+        {"ab", "<LW><D>", Edit({"ab", "<L2><B><R2>"})},           // nothing to duplicate at 0
+        {"a", "<L><LW>", Edit({"a", "<L><R2>"})},                 // "<LW>" at 0 records "<R>"
+        {"ab", "<RW>", Edit({"ab", "<L>"})},                      // "<RW>" at the end records "<L>"
+        {"ab", "<N>", Edit({"ab", "<L1>"})},                      // "<N>" at the end records "<L1>"
+        {"Paris", "<LW><C><C>", Edit({"Paris", "<L5><C2><R5>"})}, // two "<C>" merge
+        {"\xC3\x9F", "<L><C>", Edit({"S", "<L><C><R>"})},         // ß
+        {"a<", "<B>", Edit({"a", "<"})},
+        {"a<", "<B>x", std::nullopt}, // a removed "<" cannot be simplified
         // Failures.
-        {"a", "<B2>", std::nullopt, false},
-        {"ab", "<R>", std::nullopt, false},
-        {"ab", "<X>", std::nullopt, false},
-        {"ab", "<E2>", std::nullopt, false},
-        {"ab", "<CW>", std::nullopt, false},
-        {"ab", "<D3>", std::nullopt, false},
-        {"ab", "<L><SW>", std::nullopt, false},
-        {"ab", "<B-2>", std::nullopt, false},
-        {"a b", "<P>", std::nullopt, false},
-        {"ab", "<P>", std::nullopt, false},
-        {"12", "<PW>", std::nullopt, false},
-        {"", "<N>", std::nullopt, false},
-        {"table", "\\a", std::nullopt, false},
-        {"table", "<B9223372036854775807>", std::nullopt, false},
-        {"table", "<R9223372036854775807>", std::nullopt, false},
-        {"table", "<N9223372036854775807>", Edit({"table", "<L1>"}), false},
-        {"ab\xFF", "s", std::nullopt, false},
-        {"ab", "s\xFF", std::nullopt, false},
+        {"a", "<B2>", std::nullopt},
+        {"ab", "<R>", std::nullopt},
+        {"ab", "<X>", std::nullopt},
+        {"ab", "<E2>", std::nullopt},
+        {"ab", "<CW>", std::nullopt},
+        {"ab", "<D3>", std::nullopt},
+        {"ab", "<L><SW>", std::nullopt},
+        {"ab", "<B-2>", std::nullopt},
+        {"a b", "<P>", std::nullopt},
+        {"ab", "<P>", std::nullopt},
+        {"12", "<PW>", std::nullopt},
+        {"", "<N>", std::nullopt},
+        {"table", "\\a", std::nullopt},
+        {"table", "<B9223372036854775807>", std::nullopt},
+        {"table", "<R9223372036854775807>", std::nullopt},
+        {"table", "<N9223372036854775807>", Edit({"table", "<L1>"})},
+        {"ab\xFF", "s", std::nullopt},
+        {"ab", "s\xFF", std::nullopt},
     };
     for (const auto& row : rows) {
         const Edit result = edit(row.wordForm, row.command);
         EXPECT_EQ(result, row.expected) << "word form: " << row.wordForm << ", command: " << row.command
                                         << "\n got: " << show(result);
-        if (row.undoable && result) {
-            const Edit back = edit(result->first, result->second);
-            EXPECT_EQ(back ? back->first : "(absent)", row.wordForm) << "undoing: " << show(result);
-        }
     }
 }
 
@@ -329,28 +325,6 @@ TEST(Morphology, ReverseCommandGivesTheWordFormBack) {
         ++applied;
     }
     EXPECT_GT(applied, 10000);
-}
-
-// Random byte strings as word forms and commands: a clean result or none.
-TEST(Morphology, RandomInputNeverBreaksTheEditor) {
-    const std::vector<std::string> pieces = {
-        "<", ">",  "B",  "L", "R", "S", "N", "P", "C", "D",        "E",        "W",    "0",    "1",        "9",   "-",
-        "+", "\\", "\"", "/", "$", "(", ":", " ", "a", "\xC3\xA9", "\xCC\x81", "\xFF", "\xC3", "\xC3\x9F", "\r\n"};
-    std::mt19937 random(42);
-    const auto text = [&](int maximum) {
-        std::string result;
-        for (int i = static_cast<int>(random() % static_cast<unsigned>(maximum)); i > 0; --i)
-            result += pieces[random() % pieces.size()];
-        return result;
-    };
-    for (int round = 0; round < 20000; ++round) {
-        const std::string wordForm = text(8);
-        const std::string command = text(10);
-        const Edit result = edit(wordForm, command);
-        if (result) {
-            EXPECT_FALSE(result->second.empty()) << "word form: " << wordForm << ", command: " << command;
-        }
-    }
 }
 
 } // namespace

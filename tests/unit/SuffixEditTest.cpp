@@ -8,6 +8,8 @@
 
 #include <random>
 
+#include "Paradigms.h"
+
 namespace lexpand {
 namespace {
 
@@ -73,7 +75,7 @@ TEST(SuffixEdit, GivesWhatTheEditorGives) {
 
 TEST(SuffixEdit, DerivedThenInflectedGivesWhatTheEditorGives) {
     const auto path = [](const std::string& command) {
-        Morphology::ParadigmPath prepared;
+        ParadigmPath prepared;
         prepared.command = Morphology::parseCommand(command);
         prepared.derivedInformation = LexicalInformation{"N", {}};
         return prepared;
@@ -87,8 +89,8 @@ TEST(SuffixEdit, DerivedThenInflectedGivesWhatTheEditorGives) {
         const SuffixEdit inflection = suffixEdit(inflectionCommand);
         if (!derivation.typedSuitsDerivation || !isSafeInReverseList(word)) continue;
 
-        const Morphology::ParadigmPaths derivations = {path(derivationCommand)};
-        const Morphology::ParadigmPaths inflections = {path(inflectionCommand)};
+        const ParadigmPaths derivations = {path(derivationCommand)};
+        const ParadigmPaths inflections = {path(inflectionCommand)};
         const std::optional<Morphology::Derivation> expected =
             Morphology::deriveThenInflect(word, derivations, &inflections);
 

@@ -93,8 +93,7 @@ TEST(Tokenizer, PropertiesDefinitions) {
         [](std::string_view text) -> Tokens { return Tokenizer::textualPropertiesDefinitionsGrammar(text); });
 }
 
-// Any byte string: no crash, no empty token, and the orthographic tokenizer
-// fails exactly when the syntactic one does.
+// Any byte string: no crash, no empty token.
 TEST(Tokenizer, RandomTextGivesNonEmptyTokens) {
     const std::vector<std::string> pieces = {"a",         "Z",        " ",    "\"",   "$",    "(", ")", "*",
                                              "/",         "<",        ">",    "\\",   "|",    ":", "1", "+",
@@ -107,7 +106,6 @@ TEST(Tokenizer, RandomTextGivesNonEmptyTokens) {
         const Tokens syntactic = Tokenizer::textualSyntacticGrammar(text);
         const Tokens orthographic = Tokenizer::textualOrthographicGrammar(text);
         const TokenList properties = Tokenizer::textualPropertiesDefinitionsGrammar(text);
-        EXPECT_EQ(syntactic.has_value(), orthographic.has_value()) << "input: " << text;
         for (const Tokens& tokens : {syntactic, orthographic, Tokens(properties)}) {
             if (!tokens) continue;
             for (const std::string& token : *tokens) EXPECT_FALSE(token.empty()) << "input: " << text;

@@ -1,0 +1,299 @@
+// Exports loadDictionary, significantLines, isExpandedLine,
+// inflectAndDeriveDictionary and expandDictionaryText.
+//
+// A dictionary is expanded on several threads: its text is cut at line ends
+// into chunks, each worker expands one chunk at a time with an expander of its
+// own into blocks of lines, and the calling thread writes the blocks chunk
+// after chunk, in the order of the text. What reaches the sink is therefore
+// exactly what one thread prints: the same lines in the same order, and, when
+// an entry fails, every line before it and none of the entries after it.
+// Memory stays bounded: at most a few chunks are in flight at once, and a
+// worker whose chunk grows past a few blocks waits for the writer.
+
+#include "DictionaryExpansion.h"
+
+#include <sched.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstring>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <thread>
+#include <utility>
+
+#include "FormLines.h"
+#include "GrammarFiles.h"
+#include "TextServices.h"
+
+namespace lexpand {
+
+namespace {
+
+// True for a line that significantLines keeps.
+bool isSignificantLine(std::string_view line) {
+    const std::string_view trimmed = trimWhiteSpaceAndNewlines(line);
+    if (trimmed.empty()) return false;
+    return trimmed.front() != '#' || trimmed.starts_with(grammarReferencePrefix);
+}
+
+// Expands the entry lines of `text` (a whole number of lines) into `sink`;
+// `count` grows by the form lines sent. False when an entry fails.
+bool expandLines(std::string_view text, EntryLineExpander& expander, LineSink& sink, std::int64_t& count) {
+    bool expanded = true;
+    forEachLineOf(text, [&](std::string_view line) {
+        if (!expanded || !isSignificantLine(line) || !isExpandedLine(line)) return;
+        const std::optional<std::int64_t> sent = expander.expand(line, sink);
+        if (!sent) {
+            expanded = false;
+            return;
+        }
+        count += *sent;
+    });
+    return expanded;
+}
+
+// The end of the first line that ends at or after `position`: the chunks of
+// a text are cut there, so that splitting each chunk into lines gives the
+// lines of the whole text.
+std::size_t lineEndFrom(std::string_view text, std::size_t position) {
+    for (; position < text.size(); ++position) {
+        if (!mayBeginNewline(static_cast<unsigned char>(text[position]))) continue;
+        if (const std::size_t length = newlineLengthAt(text, position); length != 0) return position + length;
+    }
+    return text.size();
+}
+
+// One chunk of the text and what its worker made of it so far.
+struct Chunk {
+    std::string_view text;
+    std::deque<std::string> blocks; // whole lines, each ended by "\n", not yet written
+    bool done = false;              // the worker has handed over its last block
+    bool failed = false;            // an entry failed: the blocks end with its lines
+    std::int64_t count = 0;         // form lines, once done
+};
+
+// The state that the workers and the writer share, under one mutex.
+class ParallelExpansion {
+public:
+    ParallelExpansion(std::string_view text, const ExpansionOptions& options) : text_(text), options_(options) {}
+
+    // The writer's side: writes every block, chunk after chunk; absent when
+    // an entry failed.
+    std::optional<std::int64_t> write(LineSink& sink);
+
+    // A worker's side: expands chunks until there is none left.
+    void work(const PropertiesDefinitions& definitions, const MGFSA& paradigms);
+
+    // Stops the workers once the writer is done.
+    void stop();
+
+private:
+    // Where a worker's lines go: blocks of its chunk.
+    class BlockSink final : public LineSink {
+    public:
+        BlockSink(ParallelExpansion& expansion, Chunk& chunk) : expansion_(expansion), chunk_(chunk) {}
+        void printLine(std::string_view line) override;
+        void printJoined(std::initializer_list<std::string_view> pieces) override;
+        void handOver();
+
+    private:
+        ParallelExpansion& expansion_;
+        Chunk& chunk_;
+        std::string block_;
+    };
+
+    Chunk* takeChunk();
+    void finish(Chunk& chunk, bool expanded, std::int64_t count);
+
+    const std::string_view text_;
+    const ExpansionOptions options_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<std::unique_ptr<Chunk>> chunks_; // taken and not yet written, in text order
+    std::size_t cut_ = 0;                       // where the next chunk begins
+    bool stopped_ = false;                      // the writer is done
+};
+
+void ParallelExpansion::BlockSink::printLine(std::string_view line) {
+    block_.append(line).append(1, '\n');
+    if (block_.size() >= expansion_.options_.blockBytes) handOver();
+}
+
+void ParallelExpansion::BlockSink::printJoined(std::initializer_list<std::string_view> pieces) {
+    std::size_t size = 1;
+    for (const std::string_view piece : pieces) size += piece.size();
+    const std::size_t end = block_.size();
+    // Room for the line, then its pieces copied in place: one size check for
+    // the line rather than one per piece.
+    block_.resize(end + size);
+    char* out = block_.data() + end;
+    for (const std::string_view piece : pieces) {
+        if (!piece.empty()) std::memcpy(out, piece.data(), piece.size());
+        out += piece.size();
+    }
+    *out = '\n';
+    if (block_.size() >= expansion_.options_.blockBytes) handOver();
+}
+
+// Passes the block to the writer; waits while the chunk holds as many blocks
+// as it may, unless the writer is done.
+void ParallelExpansion::BlockSink::handOver() {
+    std::unique_lock lock(expansion_.mutex_);
+    if (!block_.empty()) chunk_.blocks.push_back(std::move(block_));
+    block_.clear();
+    expansion_.changed_.notify_all();
+    expansion_.changed_.wait(
+        lock, [&] { return expansion_.stopped_ || chunk_.blocks.size() < expansion_.options_.blocksPerChunk; });
+}
+
+// The next chunk, cut after the last one, once fewer than the allowed chunks
+// are in flight; null when the text is done or the writer is.
+Chunk* ParallelExpansion::takeChunk() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return stopped_ || chunks_.size() < options_.chunksInFlight; });
+    if (stopped_ || cut_ == text_.size()) return nullptr;
+    const std::size_t end = lineEndFrom(text_, std::min(text_.size(), cut_ + options_.chunkBytes));
+    chunks_.push_back(std::make_unique<Chunk>());
+    chunks_.back()->text = text_.substr(cut_, end - cut_);
+    cut_ = end;
+    changed_.notify_all();
+    return chunks_.back().get();
+}
+
+void ParallelExpansion::finish(Chunk& chunk, bool expanded, std::int64_t count) {
+    std::lock_guard lock(mutex_);
+    chunk.done = true;
+    chunk.failed = !expanded;
+    chunk.count = count;
+    // No chunk after a failed one is needed.
+    if (!expanded) cut_ = text_.size();
+    changed_.notify_all();
+}
+
+void ParallelExpansion::work(const PropertiesDefinitions& definitions, const MGFSA& paradigms) {
+    std::unique_ptr<EntryLineExpander> expander;
+    while (Chunk* chunk = takeChunk()) {
+        BlockSink sink(*this, *chunk);
+        std::int64_t count = 0;
+        bool expanded = false;
+        try {
+            if (!expander) expander = std::make_unique<EntryLineExpander>(definitions, paradigms, options_.explore);
+            expanded = expandLines(chunk->text, *expander, sink, count);
+        } catch (const std::bad_alloc&) {
+            // Running out of memory fails the entry being expanded, as any
+            // failure does; the lines before it stay.
+            expanded = false;
+        }
+        try {
+            sink.handOver();
+        } catch (const std::bad_alloc&) {
+            expanded = false;
+        }
+        finish(*chunk, expanded, count);
+    }
+}
+
+std::optional<std::int64_t> ParallelExpansion::write(LineSink& sink) {
+    std::int64_t count = 0;
+    std::unique_lock lock(mutex_);
+    while (true) {
+        changed_.wait(lock, [&] { return !chunks_.empty() || cut_ == text_.size(); });
+        if (chunks_.empty()) return count;
+        Chunk& chunk = *chunks_.front();
+        changed_.wait(lock, [&] { return !chunk.blocks.empty() || chunk.done; });
+        if (!chunk.blocks.empty()) {
+            const std::string block = std::move(chunk.blocks.front());
+            chunk.blocks.pop_front();
+            changed_.notify_all();
+            lock.unlock();
+            sink.printLines(block);
+            lock.lock();
+            continue;
+        }
+        if (chunk.failed) return std::nullopt;
+        count += chunk.count;
+        chunks_.pop_front();
+        changed_.notify_all();
+    }
+}
+
+void ParallelExpansion::stop() {
+    std::lock_guard lock(mutex_);
+    stopped_ = true;
+    changed_.notify_all();
+}
+
+// How many workers expand a dictionary: as many processors as this process
+// may run on at once (taskset and cgroups' CPU sets count), unless the options
+// say otherwise.
+unsigned workerCount(const ExpansionOptions& options) {
+    if (options.threads != 0) return options.threads;
+    cpu_set_t processors;
+    CPU_ZERO(&processors);
+    if (sched_getaffinity(0, sizeof processors, &processors) == 0) return std::max(1, CPU_COUNT(&processors));
+    return std::max(1u, std::thread::hardware_concurrency());
+}
+
+} // namespace
+
+bool isExpandedLine(std::string_view significantLine) {
+    // An empty line, or one that begins with "#" in its first column: the
+    // "#use " lines (significantLines drops every other line that begins
+    // with "#").
+    return !significantLine.empty() && significantLine.front() != '#';
+}
+
+std::vector<std::string_view> significantLines(std::string_view text) {
+    std::vector<std::string_view> lines;
+    lines.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1);
+    forEachLineOf(text, [&](std::string_view line) {
+        if (isSignificantLine(line)) lines.push_back(line);
+    });
+    return lines;
+}
+
+std::optional<std::vector<std::string>> loadDictionary(const std::string& path) {
+    const std::optional<std::string> text = readUtf8File(path);
+    if (!text) return std::nullopt;
+    const std::vector<std::string_view> lines = significantLines(*text);
+    return std::vector<std::string>(lines.begin(), lines.end());
+}
+
+std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText,
+                                                 const PropertiesDefinitions& propertiesDefinitions,
+                                                 const MGFSA& morphologicalParadigms, LineSink& sink,
+                                                 const ExpansionOptions& options) {
+    const unsigned workers = workerCount(options);
+    if (workers == 1) {
+        // Paradigms are explored once for the whole dictionary, and the lines
+        // of each entry shape assembled once.
+        EntryLineExpander expander(propertiesDefinitions, morphologicalParadigms, options.explore);
+        std::int64_t count = 0;
+        if (!expandLines(dictionaryText, expander, sink, count)) return std::nullopt;
+        return count;
+    }
+    ParallelExpansion expansion(dictionaryText, options);
+    std::optional<std::int64_t> count;
+    {
+        std::vector<std::jthread> threads;
+        threads.reserve(workers);
+        for (unsigned i = 0; i < workers; ++i)
+            threads.emplace_back([&] { expansion.work(propertiesDefinitions, morphologicalParadigms); });
+        count = expansion.write(sink);
+        expansion.stop();
+    } // the workers are joined here
+    return count;
+}
+
+std::optional<std::int64_t> inflectAndDeriveDictionary(const std::string& dictionaryPath,
+                                                       const PropertiesDefinitions& propertiesDefinitions,
+                                                       const MGFSA& morphologicalParadigms, LineSink& sink) {
+    const std::optional<std::string> text = readUtf8File(dictionaryPath);
+    if (!text) return std::nullopt;
+    return expandDictionaryText(*text, propertiesDefinitions, morphologicalParadigms, sink);
+}
+
+} // namespace lexpand

@@ -1,0 +1,44 @@
+// Exploration: every path of a graph of a multi-graph grammar, through the
+// graphs it calls, visited one at a time without keeping them.
+
+#ifndef LEXPAND_ENGINE_EXPLORATION_H
+#define LEXPAND_ENGINE_EXPLORATION_H
+
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "MGFSA.h"
+
+namespace lexpand {
+
+// One completed path as the exploration meets it: its input, joined as the
+// level wants but not trimmed, and its non-empty outputs in path order. The
+// views are valid during the visit only.
+struct FoundPath {
+    std::string_view input;
+    std::span<const std::string* const> outputs;
+};
+
+// Called once per completed path, in the order of MGFSA::explore; answers
+// false to stop the exploration there.
+using PathVisitor = std::function<bool(const FoundPath&)>;
+
+enum class ExplorationEnd {
+    finished, // every path was visited
+    stopped,  // the visitor stopped it
+    failed,   // a graph is missing or malformed, or a limit of `options` was passed
+};
+
+// Visits every path of the graph `graphName` of `grammar` (see MGFSA::explore
+// for what a path is, and for the limits). The paths completed before a
+// failure have been visited. Cost: time proportional to the total length of
+// the paths visited; memory proportional to the longest path and to the
+// number of (graph, call context) pairs met, not to the number of paths.
+ExplorationEnd explorePaths(const MGFSA& grammar, const std::string& graphName, LinguisticLevel linguisticLevel,
+                            int repetitionLimit, const ExploreOptions& options, const PathVisitor& visit);
+
+} // namespace lexpand
+
+#endif // LEXPAND_ENGINE_EXPLORATION_H

@@ -1,0 +1,105 @@
+// Exports Lexicon (the inputs of a run loaded in lexpand's order),
+// extensionOf and inputKindOf.
+
+#include "Lexicon.h"
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "FormLines.h"
+#include "GrammarFiles.h"
+#include "TextualGrammar.h"
+
+namespace lexpand {
+
+namespace {
+
+// True when something (a file or a directory) exists at `path`; any error of
+// the file system counts as absence.
+bool pathExists(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::exists(std::filesystem::path(path), error);
+}
+
+LexiconFailure failure(LexiconFailure::Step step, std::string message) {
+    return LexiconFailure{step, std::move(message)};
+}
+
+} // namespace
+
+std::string extensionOf(std::string_view argument) {
+    while (argument.size() > 1 && argument.back() == '/') argument.remove_suffix(1);
+    std::string extension = std::filesystem::path(argument).extension().string();
+    if (!extension.empty()) extension.erase(0, 1); // the period
+    return extension;
+}
+
+std::optional<InputKind> inputKindOf(std::string_view extension) {
+    if (extension == "dic" || extension == "DIC") return InputKind::dictionary;
+    if (extension == "pdg" || extension == "PDG") return InputKind::grammar;
+    if (extension == "def" || extension == "DEF") return InputKind::definitions;
+    return std::nullopt;
+}
+
+Lexicon::Lexicon(LexiconFiles files) : files_(std::move(files)) {}
+
+Lexicon::~Lexicon() = default;
+
+std::optional<LexiconFailure> Lexicon::checkFiles() const {
+    constexpr auto missing = LexiconFailure::Step::missingFile;
+    for (const std::string& path : files_.dictionaryPaths)
+        if (!pathExists(path)) return failure(missing, "*** Cannot find dictionary file " + path);
+    for (const std::string& path : files_.grammarPaths)
+        if (!pathExists(path)) return failure(missing, "*** Cannot find morphological grammar file " + path);
+    if (files_.definitionsPath && !pathExists(*files_.definitionsPath))
+        return failure(missing, "*** Cannot find properties definitions file " + *files_.definitionsPath);
+    return std::nullopt;
+}
+
+std::optional<LexiconFailure> Lexicon::loadGrammars() {
+    constexpr auto grammarStep = LexiconFailure::Step::grammar;
+    for (const std::string& path : files_.grammarPaths) {
+        const std::optional<MGFSA> grammar = loadGrammarFile(path);
+        if (!grammar) return failure(grammarStep, "*** Cannot handle morphological grammar in: " + path);
+        // The rule name "Main" is reserved: no grammar of the command line may define it.
+        if (grammar->graphs.count("Main") != 0)
+            return failure(grammarStep, "*** Grammar " + path + " should not contain a rule named \"Main\"");
+        if (!paradigms_.mergeWith(*grammar))
+            return failure(grammarStep, "*** Grammar " + path + " should not contain a rule already defined elsewhere");
+    }
+    constexpr auto usedStep = LexiconFailure::Step::dictionaryGrammars;
+    for (const std::string& path : files_.dictionaryPaths) {
+        LoadedDictionary dictionary = loadDictionaryAndGrammars(path);
+        if (!dictionary.grammars.grammar) return failure(usedStep, std::move(dictionary.grammars.errorMessage));
+        if (!paradigms_.mergeWith(*dictionary.grammars.grammar))
+            return failure(usedStep, "*** Cannot merge grammars used in " + path +
+                                         " (a rule is probably defined more than once)");
+        dictionaryTexts_.push_back(std::move(dictionary.text));
+    }
+    return std::nullopt;
+}
+
+std::optional<LexiconFailure> Lexicon::loadDefinitions() {
+    if (!files_.definitionsPath) return std::nullopt;
+    const std::optional<std::string> text = loadGrammar(*files_.definitionsPath);
+    if (text) definitions_ = PropertiesDefinitions::init(*text);
+    if (!definitions_)
+        return failure(LexiconFailure::Step::definitions,
+                       "*** Cannot process properties definitions in file " + *files_.definitionsPath);
+    return std::nullopt;
+}
+
+std::optional<LexiconFailure> Lexicon::load() {
+    if (std::optional<LexiconFailure> failed = checkFiles()) return failed;
+    if (std::optional<LexiconFailure> failed = loadGrammars()) return failed;
+    return loadDefinitions();
+}
+
+std::optional<std::int64_t> Lexicon::expandEntryLine(std::string_view line, LineSink& sink) {
+    if (!definitions_) return std::nullopt;
+    if (!expander_) expander_ = std::make_unique<EntryLineExpander>(*definitions_, paradigms_);
+    return expander_->expand(line, sink);
+}
+
+} // namespace lexpand

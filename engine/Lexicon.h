@@ -1,0 +1,102 @@
+// Lexicon: the grammars and the properties definitions of a run, loaded in
+// lexpand's order, and the dictionaries' texts, each read once. Every program
+// of the family loads its inputs through this class, so that each refuses the
+// same inputs with the same words.
+
+#ifndef LEXPAND_ENGINE_LEXICON_H
+#define LEXPAND_ENGINE_LEXICON_H
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ALU.h"
+#include "LineSink.h"
+#include "MGFSA.h"
+
+namespace lexpand {
+
+class EntryLineExpander;
+
+// The input files of a run, by kind, each list in command-line order.
+struct LexiconFiles {
+    std::vector<std::string> dictionaryPaths; // ".dic"
+    std::vector<std::string> grammarPaths;    // ".pdg"
+    std::optional<std::string> definitionsPath;
+};
+
+// The extension of the last path component of `argument`, without its period:
+// "b.txt" gives "txt"; "README", ".dic", "a." and "a.b/c" give "". Trailing
+// "/" separators do not make a component of their own, so "x.dic/" names the
+// component "x.dic" (whose existence test then asks for a directory).
+std::string extensionOf(std::string_view argument);
+
+// The kind of input file an extension names: "dic"/"DIC", "pdg"/"PDG" and
+// "def"/"DEF" exactly; absent for any other.
+enum class InputKind { dictionary, grammar, definitions };
+std::optional<InputKind> inputKindOf(std::string_view extension);
+
+// Why a lexicon cannot be loaded: the step that failed, and the line that
+// lexpand prints for it ("*** " included where lexpand writes it).
+struct LexiconFailure {
+    enum class Step {
+        missingFile,        // a named file does not exist
+        grammar,            // a grammar of the command line
+        dictionaryGrammars, // the "#use" grammars of a dictionary
+        definitions,        // the properties definitions
+    };
+    Step step;
+    std::string message;
+};
+
+class Lexicon {
+public:
+    explicit Lexicon(LexiconFiles files);
+    Lexicon(const Lexicon&) = delete; // expanders refer to the grammar in place
+    Lexicon& operator=(const Lexicon&) = delete;
+    ~Lexicon();
+
+    // The steps of loading, in this order; each answers the failure that
+    // ends the run, if any. checkFiles tests that every named file exists
+    // (dictionaries, then grammars, then the definitions). loadGrammars reads,
+    // compiles, determinizes and merges each grammar of the command line (one
+    // that defines "Main" or a rule defined before is refused), then reads
+    // each dictionary once and merges the grammars it names with "#use".
+    // loadDefinitions reads the properties definitions. Cost: linear in the
+    // files, plus determinization and the enumeration of the definitions.
+    std::optional<LexiconFailure> checkFiles() const;
+    std::optional<LexiconFailure> loadGrammars();
+    std::optional<LexiconFailure> loadDefinitions();
+
+    // The three steps in order; the first failure ends them.
+    std::optional<LexiconFailure> load();
+
+    // Every paradigm graph, merged and determinized.
+    const MGFSA& paradigms() const { return paradigms_; }
+    // Present once loadDefinitions succeeded.
+    const std::optional<PropertiesDefinitions>& definitions() const { return definitions_; }
+    const LexiconFiles& files() const { return files_; }
+    // The texts of the dictionaries, in command-line order, once loadGrammars
+    // succeeded (it reads them, since a dictionary may be a pipe).
+    const std::vector<std::string>& dictionaryTexts() const { return dictionaryTexts_; }
+
+    // Sends to `sink` what lexpand prints for the entry line `line` (well-formed
+    // UTF-8) and answers how many form lines it sent; absent when the entry
+    // fails (lines sent stay sent) or the definitions are not loaded.
+    // Paradigms explored for one line are kept for the next ones. Not for
+    // several threads at once. Cost: that of the entry's paradigms.
+    std::optional<std::int64_t> expandEntryLine(std::string_view line, LineSink& sink);
+
+private:
+    LexiconFiles files_;
+    MGFSA paradigms_{LinguisticLevel::orthographic};
+    std::optional<PropertiesDefinitions> definitions_;
+    std::vector<std::string> dictionaryTexts_;
+    std::unique_ptr<EntryLineExpander> expander_; // made on the first entry line
+};
+
+} // namespace lexpand
+
+#endif // LEXPAND_ENGINE_LEXICON_H

@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# lexpand-paradigm prints for each entry of the bundled example exactly the
+# lines that lexpand prints for it within the whole expansion: entry by entry
+# (one process per entry), and for the whole dictionary on standard input.
+# Usage: paradigm_entries_match_expansion.sh LEXPAND LEXPAND_PARADIGM EXAMPLES_DIR
+set -euo pipefail
+lexpand=$1 paradigm=$2
+cd "$3"
+files=(english.dic english.pdg english.def)
+expected=$(mktemp) one_by_one=$(mktemp) all_at_once=$(mktemp)
+trap 'rm -f "$expected" "$one_by_one" "$all_at_once"' EXIT
+
+"$lexpand" "${files[@]}" | sed '$d' >"$expected" # without the summary line
+entries=0
+while IFS= read -r line; do
+  case $line in '#'* | '') continue ;; esac
+  "$paradigm" --entry "$line" "${files[@]}" >>"$one_by_one"
+  entries=$((entries + 1))
+done <english.dic
+"$paradigm" --entry - "${files[@]}" <english.dic >"$all_at_once"
+
+ok=1
+cmp -s "$expected" "$one_by_one" || { echo "entry by entry:"; diff "$expected" "$one_by_one" | head; ok=0; }
+cmp -s "$expected" "$all_at_once" || { echo "on standard input:"; diff "$expected" "$all_at_once" | head; ok=0; }
+[ "$entries" -ge 40 ] || { echo "only $entries entries read"; ok=0; }
+[ $ok = 1 ]
