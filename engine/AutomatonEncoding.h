@@ -22,9 +22,10 @@ struct EncodedAutomaton {
 // (`symbolOf`, which must hold every label) and each final value v by the
 // list offset `listOffsetOf[v]`. States with many arcs into them come first,
 // where their offsets are short; each state is followed, where it can be, by
-// the target of its last arc, which then needs no offset. Arcs are written
-// in ascending order of symbol, but for that last one. Cost: linear in the
-// automaton, times the few passes that fix the width of every offset.
+// the target of its last arc, which then needs no offset. The other arcs come
+// in decreasing order of the forms they lead to, so that a lookup's scan ends
+// early. Cost: O(A log A) for A arcs, times the few passes that fix the
+// width of every offset.
 EncodedAutomaton encodeAutomaton(const AcyclicAutomaton& automaton,
                                  const std::unordered_map<char32_t, std::uint32_t>& symbolOf,
                                  const std::vector<std::uint32_t>& listOffsetOf);
