@@ -67,7 +67,7 @@ FormLineReading FormLineReader::read(std::string_view line) {
     }
     const Cached& cached = found->second;
     if (!cached.analysis) return FormLineReading{std::nullopt, cached.problem};
-    return FormLineReading{FormLine{views->entry, cached.analysis.get()}, std::string()};
+    return FormLineReading{FormAndAnalysis{views->entry, cached.analysis.get()}, std::string()};
 }
 
 } // namespace lexpand

@@ -26,13 +26,13 @@ struct FormAnalysis {
     std::string properties;     // "," + category + "+" items, as printed, without "_LEX"
 };
 
-struct FormLine {
+struct FormAndAnalysis {
     std::string_view form;                  // a view into the line read
     const FormAnalysis* analysis = nullptr; // owned by the reader, alive as long as it is
 };
 
 struct FormLineReading {
-    std::optional<FormLine> line;
+    std::optional<FormAndAnalysis> line;
     std::string problem; // why the line is not a form line; empty on success
 };
 
