@@ -325,7 +325,8 @@ ExitStatus run(int argc, char** argv) {
         WordLookup lookup(dictionary, output);
         std::optional<FormGenerator> generator;
         if (options.mode == Mode::generate) generator.emplace(dictionary);
-        TextLookup text(dictionary, lookup);
+        std::optional<TextLookup> text; // its word iterator only when it reads text
+        if (options.mode == Mode::text) text.emplace(dictionary, lookup);
         for (const std::string& input : options.inputs) {
             const bool read = forEachInputLine(input, [&](std::string_view line) {
                 switch (options.mode) {
@@ -333,7 +334,7 @@ ExitStatus run(int argc, char** argv) {
                     if (!line.empty()) lookup.lookUp(line);
                     break;
                 case Mode::text:
-                    text.lookUpWordsOf(line);
+                    text->lookUpWordsOf(line);
                     break;
                 case Mode::generate:
                     if (!line.empty() && !generate(*generator, dictionary, line, output)) {
