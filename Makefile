@@ -43,11 +43,16 @@ PACKAGES = g++:/usr/bin/g++ \
            go-md2man:/usr/bin/go-md2man \
            man-db:/usr/bin/man \
            groff-base:/usr/bin/groff
-# What `make bench` needs besides: the real lexicon, unmunch, /usr/bin/time.
+# What `make bench` needs besides: the real lexicons, unmunch, /usr/bin/time,
+# and the peers that the analysis benchmark measures lexpand-lookup against.
 BENCH_PACKAGES = hunspell-ru:/usr/share/hunspell/ru_RU.dic \
                  hunspell-hu:/usr/share/hunspell/hu_HU.dic \
                  hunspell-tools:/usr/bin/unmunch \
-                 time:/usr/bin/time
+                 time:/usr/bin/time \
+                 hfst:/usr/bin/hfst-strings2fst \
+                 lttoolbox:/usr/bin/lt-proc \
+                 lttoolbox-dev:/usr/bin/lt-comp \
+                 foma-bin:/usr/bin/flookup
 # What `make docs-pictures` needs: SVG to PNG for looking at the pictures.
 DOCS_PACKAGES = librsvg2-bin:/usr/bin/rsvg-convert
 # What `make deb` needs besides: CPack's DEB generator finds the shared

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Times lexpand on whole lexicons and prints the figures that bench/README.md
 # explains. Usage: bench/run.sh BUILD_DIR [PART...]
-# (default: real tenfold generated large hungarian)
+# (default: real tenfold generated large hungarian analysis)
 #
 #   real       the Russian Hunspell dictionary (hunspell-ru), converted by
 #              hunspell2lexpand.py: throughput on one core and on all, peak RSS,
@@ -16,6 +16,8 @@
 #   hungarian  Debian's Hungarian dictionary (hunspell-hu), billions of forms:
 #              expanded for HU_SECONDS seconds (default 60), its rate of forms
 #              per second and its memory sampled every few seconds
+#   analysis   compact dictionaries of the real lexicon against hfst, lttoolbox
+#              and foma, and their exactness (bench/analysis.sh)
 #
 # Environment: RUNS, how many timed runs of each lexicon (default 1; the
 # fastest counts, which steadies figures on a busy machine); PIPE_RUNS, how
@@ -31,7 +33,7 @@ repo=$(cd "$here/.." && pwd)
 build_dir=$(cd "${1:-build-bench}" && pwd)
 shift || true
 parts=("$@")
-[ ${#parts[@]} -gt 0 ] || parts=(real tenfold generated large hungarian)
+[ ${#parts[@]} -gt 0 ] || parts=(real tenfold generated large hungarian analysis)
 
 lexpand=$build_dir/lexpand/lexpand
 [ -x "$lexpand" ] || { echo "bench/run.sh: no lexpand in $build_dir (build it first)" >&2; exit 1; }
@@ -337,6 +339,7 @@ for part in "${parts[@]}"; do
     generated) generated_lexicon ;;
     large) large_entry ;;
     hungarian) hungarian_lexicon ;;
-    *) echo "bench/run.sh: unknown part \"$part\" (real, tenfold, generated, large or hungarian)" >&2; exit 1 ;;
+    analysis) "$here/analysis.sh" "$build_dir" ;;
+    *) echo "bench/run.sh: unknown part \"$part\" (real, tenfold, generated, large, hungarian or analysis)" >&2; exit 1 ;;
   esac
 done

@@ -8,6 +8,7 @@
 #include <unicode/localpointer.h>
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
+#include <unicode/ubrk.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 #include <unicode/utext.h>
@@ -425,6 +426,81 @@ std::string switchCase(std::string_view character) {
     mapped.append(character.substr(restBegin));
     const std::vector<std::string_view> clusters = graphemeClusterViews(mapped);
     return clusters.empty() ? std::string() : std::string(clusters.front());
+}
+
+// ---- Case of whole texts ------------------------------------------------------
+
+std::string toLowerCase(std::string_view text) {
+    // Scalars of one or two bytes map alone: their full lower-case mapping is
+    // their simple one, but for U+0130 (to "i" and a combining dot) and the
+    // capital sigma (final or not by context), left to ICU with the rest.
+    std::string lower;
+    lower.reserve(text.size());
+    for (std::size_t position = 0; position < text.size();) {
+        const auto lead = static_cast<unsigned char>(text[position]);
+        if (lead < 0x80) {
+            lower += static_cast<char>(lead >= 'A' && lead <= 'Z' ? lead + ('a' - 'A') : lead);
+            ++position;
+            continue;
+        }
+        const std::size_t length = wellFormedLength(text, position);
+        const char32_t scalar = length == 2 ? decodeScalar(text, position) : 0;
+        if (length != 2 || scalar == 0x130 || scalar == 0x3A3) {
+            if (!isValidUtf8(text)) return std::string(text);
+            icu::UnicodeString unicode =
+                icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+            unicode.toLower(icu::Locale::getRoot());
+            return toUtf8(unicode);
+        }
+        appendScalar(lower, static_cast<char32_t>(u_tolower(static_cast<UChar32>(scalar))));
+    }
+    return lower;
+}
+
+std::string lowerCaseFirstCharacter(std::string_view text) {
+    const std::vector<std::string_view> clusters = graphemeClusterViews(text);
+    if (clusters.empty()) return std::string();
+    return toLowerCase(clusters.front()) + std::string(text.substr(clusters.front().size()));
+}
+
+// ---- Words ----------------------------------------------------------------------
+
+struct WordSegmenter::Iterator {
+    std::unique_ptr<icu::BreakIterator> words;
+};
+
+WordSegmenter::WordSegmenter() : iterator_(std::make_unique<Iterator>()) {
+    UErrorCode status = U_ZERO_ERROR;
+    iterator_->words.reset(icu::BreakIterator::createWordInstance(icu::Locale::getRoot(), status));
+    if (U_FAILURE(status)) iterator_->words.reset();
+}
+
+WordSegmenter::~WordSegmenter() = default;
+
+void WordSegmenter::segment(std::string_view text, std::vector<TextSegment>& segments) {
+    segments.clear();
+    if (text.empty()) return;
+    UErrorCode status = U_ZERO_ERROR;
+    UText utext = UTEXT_INITIALIZER;
+    if (iterator_->words != nullptr && isValidUtf8(text))
+        utext_openUTF8(&utext, text.data(), static_cast<int64_t>(text.size()), &status);
+    else
+        status = U_ILLEGAL_ARGUMENT_ERROR;
+    if (U_SUCCESS(status)) iterator_->words->setText(&utext, status);
+    if (U_FAILURE(status)) {
+        utext_close(&utext);
+        segments.push_back(TextSegment{0, text.size(), true});
+        return;
+    }
+    icu::BreakIterator& words = *iterator_->words;
+    std::size_t begin = static_cast<std::size_t>(words.first());
+    for (int32_t end = words.next(); end != icu::BreakIterator::DONE; end = words.next()) {
+        const int32_t rule = words.getRuleStatus();
+        const bool isWord = !(rule >= UBRK_WORD_NONE && rule < UBRK_WORD_NONE_LIMIT);
+        segments.push_back(TextSegment{begin, static_cast<std::size_t>(end), isWord});
+        begin = static_cast<std::size_t>(end);
+    }
+    utext_close(&utext);
 }
 
 // ---- Files ----------------------------------------------------------------

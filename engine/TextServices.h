@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -172,6 +173,46 @@ struct TextHash {
 // other character is returned unchanged. "ß" gives "S"; combining marks that
 // follow the first scalar are kept.
 std::string switchCase(std::string_view character);
+
+// ---- Case of whole texts -------------------------------------------------------
+
+// `text` with every character in lower case (full Unicode mapping, no
+// language's special rules). Malformed UTF-8 comes back unchanged. Linear.
+std::string toLowerCase(std::string_view text);
+
+// `text` with its first character (grapheme cluster) in lower case and the
+// rest as written.
+std::string lowerCaseFirstCharacter(std::string_view text);
+
+// ---- Words -------------------------------------------------------------------
+
+// A piece of text between two word boundaries: byte offsets, and whether it
+// is a word (letters, digits, kana or ideographs) rather than spaces or
+// punctuation.
+struct TextSegment {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    bool isWord = false;
+};
+
+// Cuts text at the word boundaries of Unicode's default rules. Each object
+// holds its own break iterator: one object per thread.
+class WordSegmenter {
+public:
+    WordSegmenter();
+    WordSegmenter(const WordSegmenter&) = delete; // owns an ICU iterator
+    WordSegmenter& operator=(const WordSegmenter&) = delete;
+    ~WordSegmenter();
+
+    // Replaces `segments` with the segments of `text`, in order, covering it
+    // whole. Malformed UTF-8, or an iterator ICU could not create, gives one
+    // segment that is a word. Linear in the text.
+    void segment(std::string_view text, std::vector<TextSegment>& segments);
+
+private:
+    struct Iterator;
+    std::unique_ptr<Iterator> iterator_;
+};
 
 // ---- Files ---------------------------------------------------------------
 

@@ -13,7 +13,8 @@ shift 2
 source_dir=$(cd "$(dirname "$0")" && pwd)
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
-  targets=(TokenizersFuzzer GrammarFuzzer PropertiesDefinitionsFuzzer ALUFuzzer EditorFuzzer DriverFuzzer EntryLinesFuzzer)
+  targets=(TokenizersFuzzer GrammarFuzzer PropertiesDefinitionsFuzzer ALUFuzzer EditorFuzzer DriverFuzzer EntryLinesFuzzer
+           CompactDictionaryFuzzer)
 fi
 
 # Temporary files of the targets (DriverFuzzer's run directory) stay in the

@@ -4,7 +4,8 @@
 # folder. The case passes when standard output equals `expected_stdout` byte
 # for byte, the exit status equals `expected_status` and nothing was written
 # to standard error; or, when the case holds a file `expected_stderr`,
-# standard error equals that file byte for byte. A file `stdin` in the case
+# standard error equals that file byte for byte (placeholders replaced as in
+# `expected_stdout`). A file `stdin` in the case
 # folder, when there is one, is the program's standard input.
 #
 # Messages that name an absolute directory depend on where the repository is
@@ -48,9 +49,11 @@ fi
 # The expected bytes, placeholders replaced; sed keeps every byte (NUL bytes
 # and a missing final line feed included).
 sed_replacement() { printf '%s' "$1" | sed 's/[\\&|]/\\&/g'; }
-sed -e "s|@CASE_DIR@|$(sed_replacement "$case_dir")|g" \
-    -e "s|@SCRATCH_DIR@|$(sed_replacement "$scratch_dir")|g" \
-    "$expected_source" >"$expected_stdout"
+replace_placeholders() {
+  sed -e "s|@CASE_DIR@|$(sed_replacement "$case_dir")|g" \
+      -e "s|@SCRATCH_DIR@|$(sed_replacement "$scratch_dir")|g" "$1"
+}
+replace_placeholders "$expected_source" >"$expected_stdout"
 
 if [ -f stdin ]; then
   "$lexpand" "${args[@]}" <stdin >"$actual_stdout" 2>"$actual_stderr"
@@ -68,9 +71,9 @@ if [ "$status" != "$expected_status" ]; then
   echo "exit status $status, expected $expected_status"; ok=0
 fi
 if [ -f expected_stderr ]; then
-  if ! cmp -s "$actual_stderr" expected_stderr; then
+  if ! replace_placeholders expected_stderr | cmp -s "$actual_stderr" -; then
     echo "stderr differs from expected_stderr (< expected, > actual):"
-    diff -a expected_stderr "$actual_stderr" | head -n 20; ok=0
+    replace_placeholders expected_stderr | diff -a - "$actual_stderr" | head -n 20; ok=0
   fi
 elif [ -s "$actual_stderr" ]; then
   echo "unexpected standard error:"; head -n 20 "$actual_stderr"; ok=0

@@ -1,0 +1,260 @@
+// Exports CompactDictionaryBuilder: the pairs of a lexicon sorted, grouped by
+// form into lists of analyses, and written with their automaton as one file.
+
+#include "CompactDictionaryBuilder.h"
+
+#include <algorithm>
+#include <cstring>
+#include <numeric>
+
+#include "AcyclicAutomatonBuilder.h"
+#include "AutomatonEncoding.h"
+#include "CompactDictionaryFormat.h"
+#include "SuffixEdit.h"
+
+namespace lexpand {
+namespace {
+
+using namespace detail;
+
+constexpr std::uint64_t sectionLimit = UINT32_MAX;
+
+// Numbers 0..count-1 ranked by descending `frequency`, ties by number:
+// rank[i] is the new number of i.
+std::vector<std::uint32_t> rankByFrequency(const std::vector<std::uint64_t>& frequency) {
+    std::vector<std::uint32_t> byFrequency(frequency.size());
+    std::iota(byFrequency.begin(), byFrequency.end(), 0u);
+    std::stable_sort(byFrequency.begin(), byFrequency.end(),
+                     [&](std::uint32_t a, std::uint32_t b) { return frequency[a] > frequency[b]; });
+    std::vector<std::uint32_t> rank(frequency.size());
+    for (std::uint32_t r = 0; r < byFrequency.size(); ++r) rank[byFrequency[r]] = r;
+    return rank;
+}
+
+// The distinct analysis lists of the forms, each form's list and how often
+// each list and each analysis occurs.
+struct Lists {
+    std::vector<std::vector<std::uint32_t>> lists;
+    std::vector<std::uint64_t> listFrequency;
+    std::vector<std::uint64_t> analysisFrequency;
+};
+
+std::size_t scalarCount(std::string_view text) {
+    std::size_t count = 0;
+    for (const char c : text) count += (static_cast<unsigned char>(c) & 0xC0) != 0x80 ? 1 : 0;
+    return count;
+}
+
+} // namespace
+
+std::optional<std::uint32_t> CompactDictionaryBuilder::analysisId(std::string_view reverseCommand,
+                                                                  std::string_view properties, std::string& problem) {
+    key_.assign(std::to_string(reverseCommand.size()));
+    key_ += ':';
+    key_ += reverseCommand;
+    key_ += properties;
+    if (const auto found = analysisIds_.find(key_); found != analysisIds_.end()) return found->second;
+    if (!isValidUtf8(properties) || !isValidUtf8(reverseCommand)) {
+        problem = "the line is not UTF-8";
+        return std::nullopt;
+    }
+    if (analyses_.size() >= UINT32_MAX) {
+        problem = "too many distinct analyses";
+        return std::nullopt;
+    }
+    analyses_.push_back(
+        Analysis{std::string(reverseCommand), std::string(properties), ReverseCommand::prepare(reverseCommand)});
+    const auto id = static_cast<std::uint32_t>(analyses_.size() - 1);
+    analysisIds_.emplace(key_, id);
+    return id;
+}
+
+std::optional<std::string> CompactDictionaryBuilder::add(std::string_view form, std::string_view reverseCommand,
+                                                         std::string_view properties) {
+    std::string problem;
+    const std::optional<std::uint32_t> analysis = analysisId(reverseCommand, properties, problem);
+    if (!analysis) return problem;
+    return add(form, *analysis);
+}
+
+bool CompactDictionaryBuilder::formSuitsSuffixEdits(std::string_view form) {
+    for (std::size_t position = 0; position < form.size();) {
+        const std::size_t begin = position;
+        const char32_t scalar = decodeScalar(form, position);
+        if (scalar >= scalarSuits_.size()) {
+            if (!suitsSuffixEdits(form.substr(begin, position - begin))) return false;
+            continue;
+        }
+        if (scalarSuits_[scalar] == 0)
+            scalarSuits_[scalar] = suitsSuffixEdits(form.substr(begin, position - begin)) ? 1 : 2;
+        if (scalarSuits_[scalar] == 2) return false;
+    }
+    return true;
+}
+
+std::optional<std::string> CompactDictionaryBuilder::add(std::string_view form, std::uint32_t analysis) {
+    if (form.empty()) return std::string("the word form is empty");
+    if (form.find('\n') != std::string_view::npos) return std::string("the word form holds a line feed");
+    if (!isValidUtf8(form)) return std::string("the line is not UTF-8");
+    if (form.size() > UINT32_MAX) return std::string("the word form is too long");
+    if (analysis >= analyses_.size()) return std::string("no such analysis");
+
+    // Every scalar of a well-formed form that suits suffix edits is one.
+    const Analysis& entry = analyses_[analysis];
+    lemma_.clear();
+    if (!entry.prepared || !entry.prepared->appendLemma(lemma_, form, formSuitsSuffixEdits(form)))
+        return "the reverse command \"" + entry.reverseCommand + "\" does not apply to the word form";
+
+    std::uint64_t prefix = 0;
+    for (std::size_t i = 0; i < 8; ++i)
+        prefix = (prefix << 8) | (i < form.size() ? static_cast<unsigned char>(form[i]) : 0u);
+    pairs_.push_back(Pair{prefix, forms_.size(), static_cast<std::uint32_t>(form.size()), analysis});
+    forms_ += form;
+    return std::nullopt;
+}
+
+std::optional<std::string> CompactDictionaryBuilder::build(std::string& problem) {
+    const auto formOf = [&](const Pair& pair) {
+        return std::string_view(forms_).substr(pair.formOffset, pair.formSize);
+    };
+    // By form, then in the order added. Zeros after the end of a form make
+    // it sort before its extensions by the prefix too, and forms are UTF-8,
+    // so the prefixes order forms as their bytes do.
+    std::sort(pairs_.begin(), pairs_.end(), [&](const Pair& a, const Pair& b) {
+        if (a.prefix != b.prefix) return a.prefix < b.prefix;
+        const int order = formOf(a).compare(formOf(b));
+        return order != 0 ? order < 0 : a.formOffset < b.formOffset;
+    });
+
+    Lists lists;
+    lists.analysisFrequency.assign(analyses_.size(), 0);
+    std::unordered_map<std::string, std::uint32_t> listIds;
+    AcyclicAutomatonBuilder automatonBuilder;
+    std::vector<std::uint32_t> list;
+    std::string listKey;
+    std::uint64_t formCount = 0, pairCount = 0;
+    std::size_t longestForm = 0;
+    for (std::size_t begin = 0, end = 0; begin < pairs_.size(); begin = end) {
+        const std::string_view form = formOf(pairs_[begin]);
+        list.clear();
+        for (end = begin; end < pairs_.size() && formOf(pairs_[end]) == form; ++end) {
+            if (std::find(list.begin(), list.end(), pairs_[end].analysis) == list.end())
+                list.push_back(pairs_[end].analysis);
+        }
+        listKey.assign(reinterpret_cast<const char*>(list.data()), list.size() * sizeof list[0]);
+        const auto [entry, isNew] = listIds.emplace(listKey, static_cast<std::uint32_t>(lists.lists.size()));
+        if (isNew) {
+            lists.lists.push_back(list);
+            lists.listFrequency.push_back(0);
+        }
+        ++lists.listFrequency[entry->second];
+        for (const std::uint32_t analysis : list) ++lists.analysisFrequency[analysis];
+        automatonBuilder.add(form, entry->second);
+        ++formCount;
+        pairCount += list.size();
+        longestForm = std::max(longestForm, scalarCount(form));
+    }
+    pairs_ = {};
+    forms_ = {};
+    const AcyclicAutomaton automaton = automatonBuilder.finish();
+
+    // Analyses and lists that occur most get the smallest numbers and offsets.
+    const std::vector<std::uint32_t> analysisRank = rankByFrequency(lists.analysisFrequency);
+    const std::vector<std::uint32_t> listRank = rankByFrequency(lists.listFrequency);
+
+    std::string listBytes;
+    std::vector<std::uint32_t> listOffsetOf(lists.lists.size());
+    std::vector<std::uint32_t> listsByRank(lists.lists.size());
+    for (std::uint32_t l = 0; l < lists.lists.size(); ++l) listsByRank[listRank[l]] = l;
+    for (const std::uint32_t l : listsByRank) {
+        listOffsetOf[l] = static_cast<std::uint32_t>(listBytes.size());
+        appendVarint(listBytes, lists.lists[l].size());
+        for (const std::uint32_t analysis : lists.lists[l]) appendVarint(listBytes, analysisRank[analysis]);
+        if (listBytes.size() > sectionLimit / 2) {
+            problem = "the analysis lists exceed the format's limit";
+            return std::nullopt;
+        }
+    }
+
+    // Strings: each distinct command and properties text once.
+    std::string stringBytes;
+    std::unordered_map<std::string_view, std::uint32_t> stringOffsets;
+    std::vector<std::uint32_t> analysesByRank(analyses_.size());
+    for (std::uint32_t a = 0; a < analyses_.size(); ++a) analysesByRank[analysisRank[a]] = a;
+    const auto stringOffset = [&](const std::string& text) {
+        const auto [entry, isNew] = stringOffsets.emplace(text, static_cast<std::uint32_t>(stringBytes.size()));
+        if (isNew) {
+            appendVarint(stringBytes, text.size());
+            stringBytes += text;
+        }
+        return entry->second;
+    };
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> references;
+    references.reserve(analyses_.size());
+    for (const std::uint32_t a : analysesByRank) {
+        const std::uint32_t command = stringOffset(analyses_[a].reverseCommand);
+        references.emplace_back(command, stringOffset(analyses_[a].properties));
+        if (stringBytes.size() > sectionLimit) {
+            problem = "the analyses exceed the format's limit";
+            return std::nullopt;
+        }
+    }
+    std::uint32_t width = 1;
+    while (width < 4 && stringBytes.size() > (std::uint64_t{1} << (8 * width))) ++width;
+    std::string analysisBytes;
+    for (const auto& [command, properties] : references) {
+        for (const std::uint32_t reference : {command, properties}) {
+            for (std::uint32_t i = 0; i < width; ++i) analysisBytes.push_back(static_cast<char>(reference >> (8 * i)));
+        }
+    }
+
+    // Symbols: the scalars of the labels, the most frequent first.
+    std::unordered_map<char32_t, std::uint64_t> labelCounts;
+    for (const AcyclicAutomaton::Arc& arc : automaton.arcs) ++labelCounts[arc.label];
+    std::vector<std::pair<char32_t, std::uint64_t>> labels(labelCounts.begin(), labelCounts.end());
+    std::sort(labels.begin(), labels.end(), [](const auto& a, const auto& b) {
+        return a.second != b.second ? a.second > b.second : a.first < b.first;
+    });
+    std::unordered_map<char32_t, std::uint32_t> symbolOf;
+    std::string symbolBytes;
+    for (const auto& [label, count] : labels) {
+        symbolOf.emplace(label, static_cast<std::uint32_t>(symbolOf.size()));
+        appendU32(symbolBytes, static_cast<std::uint32_t>(label));
+    }
+
+    const EncodedAutomaton encoded = encodeAutomaton(automaton, symbolOf, listOffsetOf);
+    if (encoded.bytes.size() > sectionLimit) {
+        problem = "the automaton exceeds the format's limit";
+        return std::nullopt;
+    }
+
+    std::string file(lxdHeaderSize, '\0');
+    std::memcpy(file.data(), lxdMagic.data(), lxdMagic.size());
+    putU32(file, versionAt, lxdVersion);
+    putU64(file, formCountAt, formCount);
+    putU64(file, pairCountAt, pairCount);
+    putU32(file, analysisCountAt, static_cast<std::uint32_t>(analyses_.size()));
+    putU32(file, listCountAt, static_cast<std::uint32_t>(lists.lists.size()));
+    putU32(file, stateCountAt, encoded.bytes.empty() ? 0 : static_cast<std::uint32_t>(automaton.states.size()));
+    putU32(file, arcCountAt, static_cast<std::uint32_t>(automaton.arcs.size()));
+    putU32(file, symbolCountAt, static_cast<std::uint32_t>(labels.size()));
+    putU32(file, longestFormAt, static_cast<std::uint32_t>(longestForm));
+    putU32(file, rootAt, encoded.root);
+    putU32(file, referenceWidthAt, width);
+    const std::string* sections[lxdSectionCount] = {&symbolBytes, &stringBytes, &analysisBytes, &listBytes,
+                                                    &encoded.bytes};
+    for (std::size_t s = 0; s < lxdSectionCount; ++s) {
+        if (file.size() + sections[s]->size() > sectionLimit) {
+            problem = "the dictionary exceeds the format's limit of 4 GB";
+            return std::nullopt;
+        }
+        putU32(file, sectionsAt + 8 * s, static_cast<std::uint32_t>(file.size()));
+        putU32(file, sectionsAt + 8 * s + 4, static_cast<std::uint32_t>(sections[s]->size()));
+        file += *sections[s];
+    }
+    putU64(file, fileSizeAt, file.size());
+    putU32(file, checksumAt, checksumOf(file, checksumAt));
+    return file;
+}
+
+} // namespace lexpand
