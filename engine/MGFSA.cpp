@@ -187,10 +187,24 @@ bool MGFSA::mergeWith(const MGFSA& other) {
     return true;
 }
 
-void MGFSA::determinize() {
-    for (auto& [name, graph] : graphs) {
-        if (!graph.states.empty()) graph = graph.determinize();
+bool MGFSA::determinize() {
+    std::vector<GFSA> determinized;
+    determinized.reserve(graphs.size());
+    for (const auto& [name, graph] : graphs) {
+        if (graph.states.empty()) {
+            determinized.emplace_back();
+            continue;
+        }
+        std::optional<GFSA> result = graph.determinize();
+        if (!result) return false;
+        determinized.push_back(std::move(*result));
     }
+    auto next = determinized.begin();
+    for (auto& [name, graph] : graphs) {
+        if (!graph.states.empty()) graph = std::move(*next);
+        ++next;
+    }
+    return true;
 }
 
 // ---- Exploration ------------------------------------------------------------------

@@ -55,8 +55,11 @@ struct MGFSA {
     // grammar possibly half-merged) when the levels differ or a name is taken.
     bool mergeWith(const MGFSA& other);
 
-    // In place: replaces every graph by its determinized form.
-    void determinize();
+    // In place: replaces every graph by its determinized form (GFSA::determinize
+    // with its default bounds). False, and the grammar unchanged, when a graph
+    // passes those bounds. Cost: that of determinizing each graph; the
+    // determinized graphs are held until every one is done.
+    bool determinize();
 
     // Every path of the graph `graphName` from its initial state to a terminal
     // state, following ":Name" labels as calls and travelling any loop at most

@@ -88,11 +88,12 @@ DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& pa
         const std::optional<std::string> grammarText = loadGrammar(grammarPath);
         std::optional<MGFSA> grammar;
         if (grammarText) grammar = textualGrammarToMgfsa(*grammarText, LinguisticLevel::orthographic);
+        // A grammar past the bounds of determinization does not compile either.
+        if (grammar && !grammar->determinize()) grammar.reset();
         if (!grammar) {
             return refusal("Cannot handle morphological grammar in: " + name + " in resource directory " +
                            *resourceDirectory);
         }
-        grammar->determinize();
         if (!accumulated.mergeWith(*grammar)) {
             return refusal("Cannot merge morphological grammar in: " + name + " in resource directory " +
                            *resourceDirectory);

@@ -231,11 +231,12 @@ std::optional<ExitStatus> loadCommandLineGrammars(RunContext& run) {
         const std::optional<std::string> text = loadGrammar(path);
         std::optional<MGFSA> grammar;
         if (text) grammar = textualGrammarToMgfsa(*text, LinguisticLevel::orthographic);
+        // A grammar past the bounds of determinization does not compile either.
+        if (grammar && !grammar->determinize()) grammar.reset();
         if (!grammar) {
             run.out.printLine("*** Cannot handle morphological grammar in: " + path);
             return statusBadGrammar;
         }
-        grammar->determinize();
         // The rule name "Main" is reserved: no grammar of the command line
         // may define it.
         if (grammar->graphs.count("Main") != 0) {
