@@ -6,9 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 
+#include "MGFSA.h"
 #include "StringUtilities.h"
+#include "TextualGrammar.h"
 
 namespace lexpand {
 namespace {
@@ -327,6 +330,40 @@ TEST(PropertiesDefinitions, FromText) {
     };
     for (const auto& row : rows) {
         EXPECT_EQ(dump(PropertiesDefinitions::init(row.text)), row.expected) << "text: " << row.text;
+    }
+}
+
+// A rule lists the inputs that exploring it gives, in the same order, for
+// random rules: nested alternatives, sequences, outputs, the empty word,
+// calls and loops (the last two explored, the others enumerated directly).
+TEST(PropertiesDefinitions, ListWhatExploringEachRuleGives) {
+    std::mt19937 random(2024);
+    const std::vector<std::string> atoms = {"a", "b", "cc", "<E>", "d/o", ":N_Base", "a*", "e f"};
+    std::function<std::string(int)> expression = [&](int depth) {
+        std::string text;
+        const int alternatives = 1 + static_cast<int>(random() % 6);
+        for (int i = 0; i < alternatives; ++i) {
+            if (i > 0) text += " | ";
+            const int factors = 1 + static_cast<int>(random() % 2);
+            for (int f = 0; f < factors; ++f) {
+                if (f > 0) text += " ";
+                if (depth > 0 && random() % 3 == 0)
+                    text += "( " + expression(depth - 1) + " )";
+                else
+                    text += atoms[random() % (random() % 4 == 0 ? atoms.size() : 4)];
+            }
+        }
+        return text;
+    };
+    for (int round = 0; round < 300; ++round) {
+        const std::string text = "N_Base = x | y z ;\nN_Test = " + expression(3) + " ;\n";
+        const std::optional<MGFSA> grammar = textualGrammarToMgfsa(text, LinguisticLevel::propertyDefinition);
+        ASSERT_TRUE(grammar) << text;
+        const std::optional<ExplorationResult> explored = grammar->explore("N_Test", LinguisticLevel::syntax, 1);
+        const std::optional<PropertiesDefinitions> definitions = PropertiesDefinitions::init(text);
+        ASSERT_EQ(definitions.has_value(), explored.has_value()) << text;
+        if (!explored) continue;
+        EXPECT_EQ(dump(definitions->categoryProperties.at("N").at("Test")), dump(explored->input)) << text;
     }
 }
 
