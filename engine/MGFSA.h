@@ -8,6 +8,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "Alphabet.h"
@@ -25,6 +26,9 @@ struct ExplorationResult {
 // Exploration limits that turn runaway grammars into an absent result.
 inline constexpr std::size_t maximalCallDepth = 64;         // entries of stackOfStateIds
 inline constexpr std::size_t maximalPathCount = 10'000'000; // paths of one exploration
+
+// Names by their NFC form.
+using NfcIndex = std::unordered_map<std::string, std::string>;
 
 struct MGFSA {
     // One step of an exploration path.
@@ -78,10 +82,9 @@ struct MGFSA {
                                           const std::vector<PathItem>& path);
 
 private:
-    // The names of `graphs` that are not in NFC: only they can be canonically
-    // equivalent to a name without being equal to it, so a name in NFC is
-    // looked up among them alone.
-    std::vector<std::string> nonNfcNames_;
+    // The names of `graphs` that are not in NFC, by their NFC form: only they
+    // can be canonically equivalent to a name without being equal to it.
+    NfcIndex nonNfcNames_;
 };
 
 } // namespace lexpand
