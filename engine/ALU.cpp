@@ -276,8 +276,8 @@ ClassifiedProperties classifyProperties(std::string_view category, const Items& 
             text = std::string(item);
         }
         // A property without a name is lexical, whatever the names listed.
-        const bool morphological = haveMorphologicalNames && !name.empty() &&
-                                   containsCanonically(definitions->morphologicalPropertyNames, name);
+        const bool morphological =
+            haveMorphologicalNames && !name.empty() && definitions->isMorphologicalPropertyName(name);
         (morphological ? classified.morphoProperties : classified.lexProperties).push_back(std::move(text));
     }
     // Appending only what is not there yet, then sorting, is a stable sort
@@ -509,6 +509,10 @@ std::optional<PropertiesDefinitions> PropertiesDefinitions::init(std::string_vie
                 std::move(*values);
         }
     }
+    for (const std::string& name : definitions.exclusivePropertyNames)
+        definitions.exclusiveNameIndex.insert(toNFC(name));
+    for (const std::string& name : definitions.morphologicalPropertyNames)
+        definitions.morphologicalNameIndex.insert(toNFC(name));
     for (const auto& [category, properties] : definitions.categoryProperties) {
         auto& index = definitions.propertyNameOfValue[category];
         for (const auto& [name, values] : properties) {
@@ -516,6 +520,47 @@ std::optional<PropertiesDefinitions> PropertiesDefinitions::init(std::string_vie
         }
     }
     return definitions;
+}
+
+namespace {
+
+bool isIndexedName(std::string_view name, const std::vector<std::string>& names,
+                   const std::unordered_set<std::string, TextHash, std::equal_to<>>& index) {
+    if (index.empty()) return containsCanonically(names, name);
+    return isNFC(name) ? index.contains(name) : index.contains(toNFC(name));
+}
+
+} // namespace
+
+ExclusiveValues::Outcome ExclusiveValues::record(std::string_view name, std::string_view value) {
+    constexpr std::size_t fewNames = 16;
+    if (many_.empty()) {
+        for (const auto& [seenName, seenValue] : few_) {
+            if (!canonicallyEqual(seenName, name)) continue;
+            return canonicallyEqual(seenValue, value) ? Outcome::repeated : Outcome::contradicted;
+        }
+        if (few_.size() < fewNames) {
+            few_.emplace_back(name, value);
+            return Outcome::fresh;
+        }
+        for (const auto& [seenName, seenValue] : few_) many_.emplace(toNFC(seenName), toNFC(seenValue));
+    }
+    const auto [entry, added] = many_.try_emplace(toNFC(name), toNFC(value));
+    if (added) return Outcome::fresh;
+    return entry->second == toNFC(value) ? Outcome::repeated : Outcome::contradicted;
+}
+
+void ExclusiveValues::clear() {
+    few_.clear();
+    many_.clear();
+}
+
+bool PropertiesDefinitions::isExclusivePropertyName(std::string_view name) const {
+    return isIndexedName(name, exclusivePropertyNames, exclusiveNameIndex);
+}
+
+bool PropertiesDefinitions::isMorphologicalPropertyName(std::string_view name) const {
+    return isIndexedName(name, morphologicalPropertyNames, morphologicalNameIndex);
 }
 
 } // namespace lexpand

@@ -250,7 +250,7 @@ struct EntryLineExpander::State {
     // Reused by plainTemplate.
     struct Scratch {
         std::vector<std::string_view> sorted;
-        std::vector<const NormalizedProperty*> seen;
+        ExclusiveValues seen;
         std::vector<std::pair<std::string_view, const ItemRole*>> kept;
         std::vector<std::string_view> lexical, inflectional, derivational, morphological;
         // In the order of ItemRole::List.
@@ -282,9 +282,7 @@ const ItemRole* EntryLineExpander::State::roleOf(std::string_view category, std:
     if (const auto found = roles.find(roleKey); found != roles.end()) return &found->second;
     ItemRole role;
     role.normalized = normalize(category, item, &definitions);
-    const std::vector<std::string>& exclusiveNames = definitions.exclusivePropertyNames;
-    role.exclusive = std::any_of(exclusiveNames.begin(), exclusiveNames.end(),
-                                 [&](const std::string& name) { return canonicallyEqual(name, role.normalized.name); });
+    role.exclusive = definitions.isExclusivePropertyName(role.normalized.name);
     if (item.find('+') != std::string_view::npos) return &roles.emplace(roleKey, std::move(role)).first->second;
     role.classified = true;
     std::string itemLine;
@@ -339,14 +337,15 @@ EntryLineExpander::State::plainTemplate(const std::string& category, const std::
         const ItemRole* role = roleOf(category, item);
         if (role == nullptr) return false;
         if (role->exclusive) {
-            const auto same = std::find_if(seen.begin(), seen.end(), [&](const NormalizedProperty* other) {
-                return canonicallyEqual(other->name, role->normalized.name);
-            });
-            if (same != seen.end()) {
-                if (!canonicallyEqual((*same)->value, role->normalized.value)) formTemplate.inconsistent = true;
+            switch (seen.record(role->normalized.name, role->normalized.value)) {
+            case ExclusiveValues::Outcome::contradicted:
+                formTemplate.inconsistent = true;
                 return true;
+            case ExclusiveValues::Outcome::repeated:
+                return true;
+            case ExclusiveValues::Outcome::fresh:
+                break;
             }
-            seen.push_back(&role->normalized);
         }
         // Each word of the item is an item of the printed line.
         std::size_t begin = 0;

@@ -367,6 +367,49 @@ TEST(PropertiesDefinitions, ListWhatExploringEachRuleGives) {
     }
 }
 
+TEST(PropertiesDefinitions, NameListsCompareCanonically) {
+    const std::string composed = "Cas\xC3\xA9", decomposed = "Case\xCC\x81";
+    const auto compiled = PropertiesDefinitions::init("EXCLUSIVEPROPERTIES = " + composed +
+                                                      " | Nb ;\nMORPHOLOGICALPROPERTIES = " + decomposed + " ;\n");
+    ASSERT_TRUE(compiled);
+    PropertiesDefinitions byHand;
+    byHand.exclusivePropertyNames = compiled->exclusivePropertyNames;
+    byHand.morphologicalPropertyNames = compiled->morphologicalPropertyNames;
+    for (const PropertiesDefinitions* definitions : {&*compiled, static_cast<const PropertiesDefinitions*>(&byHand)}) {
+        for (const std::string& name : {composed, decomposed}) {
+            EXPECT_TRUE(definitions->isExclusivePropertyName(name));
+            EXPECT_TRUE(definitions->isMorphologicalPropertyName(name));
+        }
+        EXPECT_TRUE(definitions->isExclusivePropertyName("Nb"));
+        EXPECT_FALSE(definitions->isMorphologicalPropertyName("Nb"));
+        EXPECT_FALSE(definitions->isExclusivePropertyName("Cas"));
+    }
+}
+
+// Long random sequences of names and values, with canonically equivalent
+// spellings: the outcomes are those of comparing with every pair seen.
+TEST(ExclusiveValues, AgreesWithComparingEveryPair) {
+    const std::vector<std::string> spellings = {"e\xCC\x81", "\xC3\xA9", "a"};
+    std::mt19937 random(77);
+    for (int round = 0; round < 50; ++round) {
+        ExclusiveValues values;
+        std::vector<std::pair<std::string, std::string>> seen;
+        for (int i = 0; i < 60; ++i) {
+            const std::string name = "N" + std::to_string(random() % 30) + spellings[random() % 2];
+            const std::string value = spellings[random() % 3];
+            auto expected = ExclusiveValues::Outcome::fresh;
+            const auto same = std::find_if(seen.begin(), seen.end(),
+                                           [&](const auto& pair) { return canonicallyEqual(pair.first, name); });
+            if (same == seen.end())
+                seen.emplace_back(name, value);
+            else
+                expected = canonicallyEqual(same->second, value) ? ExclusiveValues::Outcome::repeated
+                                                                 : ExclusiveValues::Outcome::contradicted;
+            ASSERT_EQ(values.record(name, value), expected) << "round " << round << ", record " << i;
+        }
+    }
+}
+
 TEST(PropertiesDefinitions, DrivesNormalisation) {
     const auto definitions =
         PropertiesDefinitions::init("N_Nb = s | p ;\nN_Kind = p ;\nMORPHOLOGICALPROPERTIES = Nb ;\n");
