@@ -131,6 +131,11 @@ TEST(Morphology, ApplyCommand) {
         {"pomme de terre", "<P>s", Edit({"pomme des terre", "<P><B>"}), true},
         {"pomme de terre", "<P2>x", Edit({"pommex de terre", "<P2><B>"}), true},
         {"abc", "<L2><NW>x", Edit({"abcx", "<B>"}), true},
+        // More characters typed in the middle than the editor first makes room for.
+        {"abc", "<L>" + std::string(100, 'x') + "<L50>" + std::string(100, 'y'),
+         Edit({"ab" + std::string(50, 'x') + std::string(100, 'y') + std::string(50, 'x') + "c",
+               "<L51><B100><R50><B100><R>"}),
+         true},
         // Steps that by design cannot be undone.
         {"abcd", "<L2><BW>", Edit({"", "ab<R2>"}), false},               // "c", "d" are lost
         {"ab", "<LW><D>", Edit({"ab", "<L2><B><R2>"}), false},           // nothing to duplicate at 0
