@@ -430,6 +430,8 @@ std::string switchCase(std::string_view character) {
 // ---- Files ----------------------------------------------------------------
 
 std::optional<std::string> readUtf8File(const std::string& path) {
+    // A path is handed to the system as a C string, which would end at a NUL.
+    if (path.find('\0') != std::string::npos) return std::nullopt;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
     if (!file) return std::nullopt;
     std::string content;

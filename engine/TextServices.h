@@ -164,8 +164,8 @@ std::string switchCase(std::string_view character);
 // ---- Files ---------------------------------------------------------------
 
 // The whole content of the file at `path`, with a leading UTF-8 byte-order
-// mark removed; absent when the path does not exist, when the file cannot be
-// read (a directory), or when it does not hold well-formed
+// mark removed; absent when the path does not exist or holds a NUL byte, when
+// the file cannot be read (a directory), or when it does not hold well-formed
 // UTF-8. The content is checked as it is read, block by block: reading stops
 // at the first block with a malformed sequence, so an endless source of
 // invalid bytes fails at once. Memory: the content (an endless source of

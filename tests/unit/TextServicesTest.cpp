@@ -183,6 +183,9 @@ TEST(TextServices, ReadUtf8File) {
                   std::nullopt)
             << before;
     }
+    // A path holding a NUL names no file, even when the text before it does.
+    EXPECT_EQ(readUtf8File(write("a", "x")), "x");
+    EXPECT_EQ(readUtf8File((directory / "a").string() + std::string(1, '\0') + "b"), std::nullopt);
     // An endless source of malformed bytes fails within its first blocks.
     if (std::filesystem::exists("/dev/urandom")) {
         EXPECT_EQ(readUtf8File("/dev/urandom"), std::nullopt);
