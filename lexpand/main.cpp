@@ -1,10 +1,7 @@
-// lexpand: the command-line tool. Exports only main(): the command line, the
-// run sequence over grammars, properties definitions and dictionaries, and the
-// one output channel through which every line of the process is printed.
+// lexpand: the command-line tool. Exports only main(): the command line and
+// the run sequence over grammars, properties definitions and dictionaries,
+// printed through the one output channel of the process (StandardOutput).
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -22,6 +19,7 @@
 #include "Alphabet.h"
 #include "MGFSA.h"
 #include "Resources.h"
+#include "StandardOutput.h"
 #include "TextualGrammar.h"
 
 namespace lexpand {
@@ -36,55 +34,8 @@ enum ExitStatus : int {
     statusBadDictionaryGrammars = 4, // a dictionary's "#use" grammars failed
     statusBadPropertiesDefinitions = 5,
     statusBadExpansion = 6, // a dictionary failed, or no form at all
+    // 7: standard output cannot be written (statusOutputFailed, StandardOutput.h)
 };
-
-// Writes all of `text` to standard output, retrying after interruptions. A
-// write error (a closed output) drops the text: there is nowhere to report it.
-void writeToStandardOutput(std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());
-        if (written < 0) {
-            if (errno == EINTR) continue;
-            return;
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-}
-
-// The one channel of the process to standard output. Lines are collected in a
-// large buffer and written in big blocks; the order of lines is kept exactly,
-// and flush() must run before the process ends (main does it on every path).
-class OutputBuffer final : public LineSink {
-public:
-    explicit OutputBuffer(std::size_t capacity) : capacity_(capacity) { buffer_.reserve(capacity_); }
-    OutputBuffer(const OutputBuffer&) = delete; // one channel per process
-    OutputBuffer& operator=(const OutputBuffer&) = delete;
-
-    // Appends `line` and a line feed.
-    void printLine(std::string_view line) override {
-        if (buffer_.size() + line.size() + 1 > capacity_) {
-            flush();
-            if (line.size() + 1 > capacity_) { // longer than the whole buffer
-                writeToStandardOutput(line);
-                writeToStandardOutput("\n");
-                return;
-            }
-        }
-        buffer_.append(line);
-        buffer_.push_back('\n');
-    }
-
-    void flush() {
-        writeToStandardOutput(buffer_);
-        buffer_.clear();
-    }
-
-private:
-    std::size_t capacity_;
-    std::string buffer_;
-};
-
-constexpr std::size_t outputBufferCapacity = std::size_t{1} << 20;
 
 // The wall-clock time of each phase of a run, for measuring. Off unless the
 // environment sets LEXPAND_TIMINGS=1; then report() writes one line per phase
@@ -132,9 +83,9 @@ private:
 
 // Everything one run knows, from the command line to the final count.
 struct RunContext {
-    explicit RunContext(OutputBuffer& output) : out(output) {}
+    explicit RunContext(StandardOutput& output) : out(output) {}
 
-    OutputBuffer& out;
+    StandardOutput& out;
     std::vector<std::string> dicPaths;  // in command-line order, as typed
     std::vector<std::string> pdgFPaths; // in command-line order, as typed
     std::optional<std::string> defPath;
@@ -284,7 +235,7 @@ std::optional<ExitStatus> expandDictionaries(RunContext& run) {
     run.nbOfForms = 0;
     for (const std::string& path : run.dicPaths) {
         const std::optional<std::int64_t> count =
-            inflectAndDeriveDictionary(path, *run.propertiesDefinitions, run.pdgMgfsa, run.out);
+            inflectAndDeriveDictionary(path, *run.propertiesDefinitions, run.pdgMgfsa, run.out.expansionLines());
         if (!count) {
             run.out.printLine("*** Cannot inflect/derive dictionary");
             return statusBadExpansion;
@@ -318,18 +269,9 @@ ExitStatus executeRun(RunContext& run, int argc, char** argv) {
 } // namespace lexpand
 
 int main(int argc, char** argv) {
-    lexpand::OutputBuffer out(lexpand::outputBufferCapacity);
+    lexpand::StandardOutput out;
     lexpand::RunContext context(out);
-    int status = 0;
-    try {
-        status = lexpand::executeRun(context, argc, argv);
-    } catch (...) {
-        // Nothing is thrown on purpose; should the memory run out, the lines
-        // printed so far still reach the output before the process dies.
-        out.flush();
-        throw;
-    }
-    out.flush();
+    const int status = out.finish(lexpand::executeRun(context, argc, argv));
     // After a failure, the time since the last phase belongs to the phase
     // that failed, not to the output: it only counts in the total.
     if (status == lexpand::statusSuccess) context.times.mark("output");
