@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -93,6 +94,7 @@ struct RunContext {
     std::optional<PropertiesDefinitions> propertiesDefinitions;
     std::int64_t nbOfForms = 0;
     PhaseTimes times;
+    std::string_view currentPath; // the file the running phase works on
 };
 
 void printUsage(LineSink& out) {
@@ -179,6 +181,7 @@ std::optional<ExitStatus> readCommandLine(RunContext& run, int argc, char** argv
 // Loads, compiles, determinizes and merges every grammar of the command line.
 std::optional<ExitStatus> loadCommandLineGrammars(RunContext& run) {
     for (const std::string& path : run.pdgFPaths) {
+        run.currentPath = path;
         const std::optional<std::string> text = loadGrammar(path);
         std::optional<MGFSA> grammar;
         if (text) grammar = textualGrammarToMgfsa(*text, LinguisticLevel::orthographic);
@@ -205,6 +208,7 @@ std::optional<ExitStatus> loadCommandLineGrammars(RunContext& run) {
 // Merges the grammars that each dictionary names with "#use".
 std::optional<ExitStatus> loadDictionaryGrammars(RunContext& run) {
     for (const std::string& path : run.dicPaths) {
+        run.currentPath = path;
         const DictionaryGrammars used = loadMorphologicalGrammarsFromDictionary(path);
         if (!used.grammar) {
             run.out.printLine(used.errorMessage);
@@ -220,6 +224,7 @@ std::optional<ExitStatus> loadDictionaryGrammars(RunContext& run) {
 }
 
 std::optional<ExitStatus> loadPropertiesDefinitions(RunContext& run) {
+    run.currentPath = *run.defPath;
     const std::optional<std::string> text = loadGrammar(*run.defPath);
     if (text) run.propertiesDefinitions = PropertiesDefinitions::init(*text);
     if (!run.propertiesDefinitions) {
@@ -245,23 +250,54 @@ std::optional<ExitStatus> expandDictionaries(RunContext& run) {
     return std::nullopt;
 }
 
+// Runs one phase. Memory that runs out inside it is a failure of that phase:
+// `message` is printed, followed by the path the phase was working on when
+// `withPath`, and the answer is `status`. The message is printed without
+// allocating memory; whatever the phase held is freed by then.
+std::optional<ExitStatus> runPhase(RunContext& run, std::optional<ExitStatus> (*phase)(RunContext&),
+                                   std::string_view message, bool withPath, ExitStatus status) {
+    try {
+        return phase(run);
+    } catch (const std::bad_alloc&) {
+        run.out.printLine(message, withPath ? run.currentPath : std::string_view());
+        return status;
+    }
+}
+
 // The whole run; answers the exit status. Each step runs only when every
 // earlier one succeeded, and the first failure has printed its one line.
 ExitStatus executeRun(RunContext& run, int argc, char** argv) {
-    if (const std::optional<ExitStatus> end = readCommandLine(run, argc, argv)) return *end;
+    try {
+        if (const std::optional<ExitStatus> end = readCommandLine(run, argc, argv)) return *end;
+    } catch (const std::bad_alloc&) {
+        printUsage(run.out);
+        return statusWrongCommandLine;
+    }
     run.times.mark("command line");
-    if (const std::optional<ExitStatus> end = loadCommandLineGrammars(run)) return *end;
-    if (const std::optional<ExitStatus> end = loadDictionaryGrammars(run)) return *end;
+    if (const std::optional<ExitStatus> end = runPhase(
+            run, loadCommandLineGrammars, "*** Cannot handle morphological grammar in: ", true, statusBadGrammar))
+        return *end;
+    if (const std::optional<ExitStatus> end =
+            runPhase(run, loadDictionaryGrammars, "Cannot load dictionary ", true, statusBadDictionaryGrammars))
+        return *end;
     run.times.mark("grammars");
-    if (const std::optional<ExitStatus> end = loadPropertiesDefinitions(run)) return *end;
+    if (const std::optional<ExitStatus> end =
+            runPhase(run, loadPropertiesDefinitions, "*** Cannot process properties definitions in file ", true,
+                     statusBadPropertiesDefinitions))
+        return *end;
     run.times.mark("properties definitions");
-    if (const std::optional<ExitStatus> end = expandDictionaries(run)) return *end;
+    if (const std::optional<ExitStatus> end =
+            runPhase(run, expandDictionaries, "*** Cannot inflect/derive dictionary", false, statusBadExpansion))
+        return *end;
     run.times.mark("expansion");
     if (run.nbOfForms == 0) {
         run.out.printLine("*** Cannot generate any form");
         return statusBadExpansion;
     }
-    run.out.printLine("# Dictionary successfully generated " + std::to_string(run.nbOfForms) + " forms.");
+    char summary[80]; // formatted without allocating memory
+    std::snprintf(summary, sizeof summary, "# Dictionary successfully generated %lld forms.",
+                  static_cast<long long>(run.nbOfForms));
+    run.out.printLine(summary);
     return statusSuccess;
 }
 
