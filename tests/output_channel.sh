@@ -5,8 +5,8 @@
 #
 #   output_channel.sh LEXPAND CASE
 #
-# The inputs are made in a scratch directory: a dictionary of 30,000 entries
-# whose 60,000 form lines (2.2 MB) pass the 1 MiB output buffer.
+# The inputs are made in a scratch directory: a dictionary of 16,000 entries
+# whose 32,000 form lines (1,081,788 bytes) just pass the 1 MiB output buffer.
 set -u
 lexpand=$1
 case=$2
@@ -16,9 +16,9 @@ cd "$scratch" || exit 1
 
 printf 'NOUN = <E>/s | s/p ;\n' >nouns.pdg
 printf 'N_Nb = s | p ;\nMORPHOLOGICALPROPERTIES = Nb ;\n' >props.def
-seq 30000 | sed 's/.*/w&,N+FLX=NOUN/' >big.dic
-seq 30000 | awk '{ printf "w%d,N+_LEX=\"<E>\"+FLX=NOUN+Nb=s\nw%ds,N+_LEX=\"<B>\"+FLX=NOUN+Nb=p\n", $1, $1 }' >forms
-{ cat forms; printf '# Dictionary successfully generated 60000 forms.\n'; } >expected
+seq 16000 | sed 's/.*/w&,N+FLX=NOUN/' >big.dic
+seq 16000 | awk '{ printf "w%d,N+_LEX=\"<E>\"+FLX=NOUN+Nb=s\nw%ds,N+_LEX=\"<B>\"+FLX=NOUN+Nb=p\n", $1, $1 }' >forms
+{ cat forms; printf '# Dictionary successfully generated 32000 forms.\n'; } >expected
 run=("$lexpand" big.dic nouns.pdg props.def)
 
 failures=0
@@ -63,10 +63,10 @@ nonblocking_slow_reader)
     "${run[@]}" | { sleep 1; cat >received; }
   check status "${PIPESTATUS[0]}" 0; check_bytes received expected ;;
 sigint | sigterm | sighup)
-  # 30,000 fast entries, then one that explores paths for many seconds. Once
-  # the first block has arrived, the last lines follow within milliseconds;
-  # the signal comes a second later, while the slow entry runs. Every form
-  # line of the fast entries must arrive, and nothing else.
+  # 16,000 fast entries, then one that explores paths for many seconds. Once
+  # the first block (1 MiB) has arrived, the last thousand lines follow at
+  # once; the signal comes a second later, while the slow entry runs. Every
+  # form line of the fast entries must arrive, and nothing else.
   signal=$(echo "${case#sig}" | tr a-z A-Z)
   { cat big.dic; printf 'slow,N+FLX=NOU%s\n' "$(head -c 77 /dev/zero | tr '\0' '*')"; } >slow.dic
   start_with_default "$signal" "$lexpand" slow.dic nouns.pdg props.def
