@@ -13,7 +13,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 
 namespace lexpand {
 namespace {
@@ -149,8 +148,8 @@ bool StandardOutput::append(std::string_view first, std::string_view second) {
         failed_ = !writeAll(first) || !writeAll(second) || !writeAll("\n");
         return !failed_;
     }
-    std::memcpy(buffer + used, first.data(), first.size());
-    std::memcpy(buffer + used + first.size(), second.data(), second.size());
+    first.copy(buffer + used, first.size());
+    second.copy(buffer + used + first.size(), second.size());
     buffer[used + size - 1] = '\n';
     committed.store(used + size); // the line is complete: a handler may write it from now on
     return true;
