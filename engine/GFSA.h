@@ -94,13 +94,14 @@ struct GFSA {
     // transition that found each, before the epsilon closure; {0} for the
     // initial state) would hold more than `options.maxKernelStateNumbers` state
     // numbers in all; also absent for a source of 2^32 states or more.
-    // Cost: time and memory proportional to the source plus the result: its
-    // states and transitions, and the kernels of its states (bounded by the
-    // options). Chains of epsilon transitions through states that neither
-    // branch, read a label nor end a word are crossed in one step, and two
-    // sets that only differ by such chains share the work of their
-    // transitions. Only a kernel holding a state that an epsilon transition
-    // enters costs a walk of its whole closure.
+    // Memory: proportional to the source plus the result (its states and
+    // transitions, and the kernels of its states, bounded by the options);
+    // closures are never stored. Time: the same, plus one walk per new state
+    // over the states of its closure that branch, read a label or end a word
+    // (chains of other states are crossed in one step, and a set whose chains
+    // all lead to one such state reuses the walk of the first set that did);
+    // a kernel holding a state that an epsilon transition enters also costs a
+    // walk of its whole closure.
     std::optional<GFSA> determinize(const DeterminizeOptions& options = {}) const;
 
     // The epsilon closure of `stateSet`.
