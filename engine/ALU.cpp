@@ -5,8 +5,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <set>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "MGFSA.h"
 #include "TextServices.h"
@@ -287,8 +290,8 @@ ClassifiedProperties classifyProperties(std::string_view category, const Items& 
             text = std::string(item);
         }
         // A property without a name is lexical, whatever the names listed.
-        const bool morphological = haveMorphologicalNames && !name.empty() &&
-                                   containsCanonically(definitions->morphologicalPropertyNames, name);
+        const bool morphological =
+            haveMorphologicalNames && !name.empty() && definitions->isMorphologicalPropertyName(name);
         (morphological ? classified.morphoProperties : classified.lexProperties).push_back(std::move(text));
     }
     // Appending only what is not there yet, then sorting, is a stable sort
@@ -298,6 +301,125 @@ ClassifiedProperties classifyProperties(std::string_view category, const Items& 
     stableSortCanonical(classified.flxParadigms, allAscii(classified.flxParadigms));
     stableSortCanonical(classified.drvParadigms, allAscii(classified.drvParadigms));
     return classified;
+}
+
+// ---- Enumerating the rules of the properties definitions ----------------------
+//
+// A rule that lists N values compiles into N nested disjunctions: the path of
+// the k-th value climbs through the ends of the disjunctions around it, so
+// following every path state by state costs time quadratic in N. A rule
+// without calls and without loops is enumerated here instead, with the paths
+// and the order that MGFSA::explore gives at level syntax with repetition
+// limit 1 (on a graph without loops that limit never applies), but with every
+// chain of states that read nothing and go on in one way only crossed in one
+// step. Other rules are left to MGFSA::explore.
+
+// True when the label reads nothing: its input is "<E>", whatever it writes.
+bool readsNothing(const Label& label) {
+    return label.input == "<E>";
+}
+
+// For each state of a graph without loops and calls, the state in which a
+// step into it really lands: past every state that is not terminal and has
+// one transition only, reading nothing. Absent when the graph has states
+// or labels that MGFSA::explore must judge: a call, a loop, an invalid
+// label or destination, or no state at all.
+std::optional<std::vector<std::int64_t>> landings(const GFSA& graph, const Alphabet& labels) {
+    const std::size_t count = graph.states.size();
+    if (count == 0) return std::nullopt;
+    for (const GFSA::State& state : graph.states) {
+        for (const GFSA::Transition& transition : state.outGoingTransitions) {
+            if (transition.labelIndex < 0 || static_cast<std::size_t>(transition.labelIndex) >= labels.array.size() ||
+                transition.destinationStateIndex < 0 ||
+                static_cast<std::size_t>(transition.destinationStateIndex) >= count)
+                return std::nullopt;
+            if (labels.array[static_cast<std::size_t>(transition.labelIndex)].input.starts_with(':'))
+                return std::nullopt;
+        }
+    }
+    // Depth-first, in post-order: a state is settled after every state it
+    // leads to, so that a loop shows as a transition into an open state.
+    enum class Mark : std::uint8_t { fresh, open, settled };
+    std::vector<Mark> marks(count, Mark::fresh);
+    std::vector<std::int64_t> landing(count, 0);
+    std::vector<std::pair<std::size_t, std::size_t>> stack; // state, next transition
+    for (std::size_t root = 0; root < count; ++root) {
+        if (marks[root] != Mark::fresh) continue;
+        marks[root] = Mark::open;
+        stack.emplace_back(root, 0);
+        while (!stack.empty()) {
+            auto& [state, next] = stack.back();
+            const auto& transitions = graph.states[state].outGoingTransitions;
+            if (next < transitions.size()) {
+                const auto destination = static_cast<std::size_t>(transitions[next++].destinationStateIndex);
+                if (marks[destination] == Mark::open) return std::nullopt; // a loop
+                if (marks[destination] == Mark::fresh) {
+                    marks[destination] = Mark::open;
+                    stack.emplace_back(destination, 0);
+                }
+                continue;
+            }
+            const GFSA::State& settled = graph.states[state];
+            const bool passesOn = !settled.isTerminal && transitions.size() == 1 &&
+                                  readsNothing(labels.array[static_cast<std::size_t>(transitions[0].labelIndex)]);
+            landing[state] = passesOn ? landing[static_cast<std::size_t>(transitions[0].destinationStateIndex)]
+                                      : static_cast<std::int64_t>(state);
+            marks[state] = Mark::settled;
+            stack.pop_back();
+        }
+    }
+    return landing;
+}
+
+// The input of every path of the graph `name`, as MGFSA::explore gives them
+// at level syntax with repetition limit 1: absent when that exploration is.
+// Cost: for a rule without calls and loops, linear in the size of its graph
+// and of the paths' inputs; otherwise that of MGFSA::explore.
+std::optional<std::vector<std::string>> enumerateRule(const MGFSA& grammar, const std::string& name,
+                                                      const GFSA& graph) {
+    const std::optional<std::vector<std::int64_t>> landing = landings(graph, grammar.alphabet);
+    if (!landing) {
+        std::optional<ExplorationResult> paths = grammar.explore(name, LinguisticLevel::syntax, 1);
+        if (!paths) return std::nullopt;
+        return std::move(paths->input);
+    }
+    struct Step {
+        std::size_t state;
+        std::size_t next;        // next transition to follow
+        std::size_t inputLength; // length of the input before this step
+    };
+    std::vector<std::string> inputs;
+    std::vector<Step> path;
+    std::string input;
+    std::size_t pathsFound = 0;
+    // A step lands where the chain of states that pass on from its state ends.
+    const auto enter = [&](std::int64_t state, std::size_t inputLength) {
+        const auto landed = static_cast<std::size_t>((*landing)[static_cast<std::size_t>(state)]);
+        path.push_back(Step{landed, 0, inputLength});
+        if (!graph.states[landed].isTerminal) return true;
+        if (++pathsFound > ExploreOptions().maxPaths) return false;
+        inputs.emplace_back(trimWhiteSpaceAndNewlines(input));
+        return true;
+    };
+    if (!enter(0, 0)) return std::nullopt;
+    while (!path.empty()) {
+        Step& step = path.back();
+        const auto& transitions = graph.states[step.state].outGoingTransitions;
+        if (step.next == transitions.size()) {
+            input.resize(step.inputLength);
+            path.pop_back();
+            continue;
+        }
+        const GFSA::Transition& transition = transitions[step.next++];
+        const std::size_t inputLength = input.size();
+        const Label& label = grammar.alphabet.array[static_cast<std::size_t>(transition.labelIndex)];
+        if (!readsNothing(label)) {
+            if (!input.empty() && input.back() != ' ') input.push_back(' ');
+            input += label.input;
+        }
+        if (!enter(transition.destinationStateIndex, inputLength)) return std::nullopt;
+    }
+    return inputs;
 }
 
 } // namespace
@@ -398,17 +520,21 @@ std::optional<PropertiesDefinitions> PropertiesDefinitions::init(std::string_vie
         const bool morphological = name == "MORPHOLOGICALPROPERTIES";
         const std::size_t underscore = name.find('_');
         if (!exclusive && !morphological && underscore == npos) return std::nullopt;
-        std::optional<ExplorationResult> paths = grammar->explore(name, LinguisticLevel::syntax, 1);
-        if (!paths) return std::nullopt;
+        std::optional<std::vector<std::string>> values = enumerateRule(*grammar, name, graph);
+        if (!values) return std::nullopt;
         if (exclusive) {
-            definitions.exclusivePropertyNames = std::move(paths->input);
+            definitions.exclusivePropertyNames = std::move(*values);
         } else if (morphological) {
-            definitions.morphologicalPropertyNames = std::move(paths->input);
+            definitions.morphologicalPropertyNames = std::move(*values);
         } else {
             definitions.categoryProperties[name.substr(0, underscore)][name.substr(underscore + 1)] =
-                std::move(paths->input);
+                std::move(*values);
         }
     }
+    for (const std::string& name : definitions.exclusivePropertyNames)
+        definitions.exclusiveNameIndex.insert(toNFC(name));
+    for (const std::string& name : definitions.morphologicalPropertyNames)
+        definitions.morphologicalNameIndex.insert(toNFC(name));
     for (const auto& [category, properties] : definitions.categoryProperties) {
         auto& index = definitions.propertyNameOfValue[category];
         for (const auto& [name, values] : properties) {
@@ -416,6 +542,47 @@ std::optional<PropertiesDefinitions> PropertiesDefinitions::init(std::string_vie
         }
     }
     return definitions;
+}
+
+namespace {
+
+bool isIndexedName(std::string_view name, const std::vector<std::string>& names,
+                   const std::unordered_set<std::string, TextHash, std::equal_to<>>& index) {
+    if (index.empty()) return containsCanonically(names, name);
+    return isNFC(name) ? index.contains(name) : index.contains(toNFC(name));
+}
+
+} // namespace
+
+ExclusiveValues::Outcome ExclusiveValues::record(std::string_view name, std::string_view value) {
+    constexpr std::size_t fewNames = 16;
+    if (many_.empty()) {
+        for (const auto& [seenName, seenValue] : few_) {
+            if (!canonicallyEqual(seenName, name)) continue;
+            return canonicallyEqual(seenValue, value) ? Outcome::repeated : Outcome::contradicted;
+        }
+        if (few_.size() < fewNames) {
+            few_.emplace_back(name, value);
+            return Outcome::fresh;
+        }
+        for (const auto& [seenName, seenValue] : few_) many_.emplace(toNFC(seenName), toNFC(seenValue));
+    }
+    const auto [entry, added] = many_.try_emplace(toNFC(name), toNFC(value));
+    if (added) return Outcome::fresh;
+    return entry->second == toNFC(value) ? Outcome::repeated : Outcome::contradicted;
+}
+
+void ExclusiveValues::clear() {
+    few_.clear();
+    many_.clear();
+}
+
+bool PropertiesDefinitions::isExclusivePropertyName(std::string_view name) const {
+    return isIndexedName(name, exclusivePropertyNames, exclusiveNameIndex);
+}
+
+bool PropertiesDefinitions::isMorphologicalPropertyName(std::string_view name) const {
+    return isIndexedName(name, morphologicalPropertyNames, morphologicalNameIndex);
 }
 
 } // namespace lexpand

@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "TextServices.h"
@@ -30,12 +32,43 @@ struct PropertiesDefinitions {
     // it is empty (definitions assembled by hand), categoryProperties is
     // searched instead.
     std::map<std::string, std::unordered_map<std::string, std::string, TextHash, std::equal_to<>>> propertyNameOfValue;
+    // The canonical (NFC) forms of exclusivePropertyNames and of
+    // morphologicalPropertyNames, built by init() like propertyNameOfValue;
+    // while one is empty, its list is searched instead. Change the lists only
+    // in definitions assembled by hand.
+    std::unordered_set<std::string, TextHash, std::equal_to<>> exclusiveNameIndex;
+    std::unordered_set<std::string, TextHash, std::equal_to<>> morphologicalNameIndex;
+
+    // True when `name` is canonically equivalent to a name of
+    // exclusivePropertyNames (of morphologicalPropertyNames). Cost: one hash
+    // look-up and the NFC form of a name not in NFC; with an empty index, a
+    // comparison with every name of the list.
+    bool isExclusivePropertyName(std::string_view name) const;
+    bool isMorphologicalPropertyName(std::string_view name) const;
 
     // Compiles `grammarString` at level propertyDefinition and enumerates every
     // rule. Absent when the text does not compile, a rule name is neither
     // "EXCLUSIVEPROPERTIES", "MORPHOLOGICALPROPERTIES" nor holds a "_", or a
     // rule cannot be enumerated (an undefined reference, for instance).
     static std::optional<PropertiesDefinitions> init(std::string_view grammarString);
+};
+
+// The value first seen for each exclusive property name of one form, names
+// and values compared by canonical equivalence. Cost of a record: a
+// comparison with each name seen, up to 16 names; past them, one hash
+// look-up of the NFC forms.
+class ExclusiveValues {
+public:
+    enum class Outcome { fresh, repeated, contradicted };
+
+    // Records `value` for `name` when the name is new; otherwise tells
+    // whether the value is the one recorded.
+    Outcome record(std::string_view name, std::string_view value);
+    void clear();
+
+private:
+    std::vector<std::pair<std::string, std::string>> few_;
+    std::unordered_map<std::string, std::string> many_; // NFC name -> NFC value, once past `few_`
 };
 
 // A lexical entry or a generated form.

@@ -15,12 +15,14 @@
 #include <sched.h>
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <cstring>
 #include <deque>
 #include <memory>
 #include <mutex>
 #include <new>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -39,9 +41,12 @@ bool isSignificantLine(std::string_view line) {
     return trimmed.front() != '#' || trimmed.starts_with(grammarReferencePrefix);
 }
 
-// Expands the entry lines of `text` (a whole number of lines) into `sink`;
-// `count` grows by the form lines sent. False when an entry fails.
-bool expandLines(std::string_view text, EntryLineExpander& expander, LineSink& sink, std::int64_t& count) {
+// Expands the entry lines of `text` (a whole number of lines) into `sink`,
+// calling `afterEntry` after each entry that succeeds; `count` grows by the
+// form lines sent. False when an entry fails.
+template <typename AfterEntry>
+bool expandLines(std::string_view text, EntryLineExpander& expander, LineSink& sink, std::int64_t& count,
+                 AfterEntry&& afterEntry) {
     bool expanded = true;
     forEachLineOf(text, [&](std::string_view line) {
         if (!expanded || !isSignificantLine(line) || !isExpandedLine(line)) return;
@@ -51,6 +56,7 @@ bool expandLines(std::string_view text, EntryLineExpander& expander, LineSink& s
             return;
         }
         count += *sent;
+        afterEntry();
     });
     return expanded;
 }
@@ -98,12 +104,16 @@ private:
         BlockSink(ParallelExpansion& expansion, Chunk& chunk) : expansion_(expansion), chunk_(chunk) {}
         void printLine(std::string_view line) override;
         void printJoined(std::initializer_list<std::string_view> pieces) override;
+        // Passes the lines made so far to the writer's side of the chunk: after
+        // each entry, so that the writer may take every finished line (and a
+        // signal find it written or in the output's buffer), and whenever the
+        // lines of one entry fill a block.
         void handOver();
 
     private:
         ParallelExpansion& expansion_;
         Chunk& chunk_;
-        std::string block_;
+        std::string block_; // the lines of the entry being expanded
     };
 
     Chunk* takeChunk();
@@ -142,8 +152,14 @@ void ParallelExpansion::BlockSink::printJoined(std::initializer_list<std::string
 // Passes the block to the writer; waits while the chunk holds as many blocks
 // as it may, unless the writer is done.
 void ParallelExpansion::BlockSink::handOver() {
+    if (block_.empty()) return;
     std::unique_lock lock(expansion_.mutex_);
-    if (!block_.empty()) chunk_.blocks.push_back(std::move(block_));
+    // The lines of a few entries fill one block, copied after those before.
+    std::deque<std::string>& blocks = chunk_.blocks;
+    if (!blocks.empty() && blocks.back().size() + block_.size() <= expansion_.options_.blockBytes)
+        blocks.back().append(block_);
+    else
+        blocks.push_back(std::move(block_));
     block_.clear();
     expansion_.changed_.notify_all();
     expansion_.changed_.wait(
@@ -183,7 +199,7 @@ void ParallelExpansion::work(const EntryLineExpander& prototype) {
         try {
             if (!expander)
                 expander = std::make_unique<EntryLineExpander>(prototype, EntryLineExpander::SharingCaches::with);
-            expanded = expandLines(chunk->text, *expander, sink, count);
+            expanded = expandLines(chunk->text, *expander, sink, count, [&] { sink.handOver(); });
         } catch (const std::bad_alloc&) {
             // Running out of memory fails the entry being expanded, as any
             // failure does; the lines before it stay.
@@ -272,9 +288,13 @@ std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText
     if (workers == 1) {
         // Paradigms are explored once for the whole dictionary, and the lines
         // of each entry shape assembled once.
-        EntryLineExpander expander(propertiesDefinitions, morphologicalParadigms, options.explore);
         std::int64_t count = 0;
-        if (!expandLines(dictionaryText, expander, sink, count)) return std::nullopt;
+        try {
+            EntryLineExpander expander(propertiesDefinitions, morphologicalParadigms, options.explore);
+            if (!expandLines(dictionaryText, expander, sink, count, [] {})) return std::nullopt;
+        } catch (const std::bad_alloc&) {
+            return std::nullopt; // memory that runs out fails the entry being expanded
+        }
         return count;
     }
     // The workers share the paradigms explored and the shapes assembled.
@@ -284,7 +304,17 @@ std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText
     {
         std::vector<std::jthread> threads;
         threads.reserve(workers);
-        for (unsigned i = 0; i < workers; ++i) threads.emplace_back([&] { expansion.work(prototype); });
+        try {
+            for (unsigned i = 0; i < workers; ++i) threads.emplace_back([&] { expansion.work(prototype); });
+        } catch (const std::system_error&) {
+            // Fewer threads than asked for (the system refuses more): those
+            // that started take every chunk.
+        }
+        if (threads.empty()) {
+            ExpansionOptions one = options;
+            one.threads = 1;
+            return expandDictionaryText(dictionaryText, propertiesDefinitions, morphologicalParadigms, sink, one);
+        }
         count = expansion.write(sink);
         expansion.stop();
     } // the workers are joined here

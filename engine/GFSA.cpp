@@ -6,6 +6,8 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <limits>
+#include <span>
 #include <utility>
 
 namespace lexpand {
@@ -119,6 +121,355 @@ struct SubsetConstruction {
         result.push_back(state);
         stack.push_back(state);
     }
+};
+
+// One determinization. A new state stands for an epsilon-closed set of
+// source states, but what is stored of it is its kernel (the states that the
+// labelled transition that found it reached), in a canonical form: two
+// kernels get the same form exactly when their closures are equal. The
+// closure itself is never stored, and is walked once per distinct content.
+//
+// A source state is plain when it is not terminal, reads no label and has at
+// most one epsilon transition: all that its closure adds is its successor's
+// closure. Chains of plain states are crossed in one leap, and the closure of
+// a set is read from the states its leaps land on (`leaps`). Every state of
+// a closure that reads a label or is terminal is reached that way, so the
+// transitions and the terminal flag of a new state depend on its leaps alone;
+// a set whose leaps are one state s takes them from the first set found with
+// that same leap.
+//
+// Canonical kernels: the closure of a kernel is the union of the closures of
+// its members. A member without an incoming epsilon transition is reached
+// from no other member, and is the only member of its strongly connected
+// component of the epsilon graph; so a kernel without members entered by an
+// epsilon transition is already canonical. Otherwise every member is replaced
+// by the smallest state of its component, and members whose component another
+// member reaches are dropped: what is left generates the closure and is
+// determined by it.
+class Determinization {
+public:
+    Determinization(const GFSA& source, const DeterminizeOptions& options)
+        : source_(source), options_(options), stateCount_(source.states.size()) {
+        leap_.assign(stateCount_, unknown);
+        epsilonEntered_.assign(stateCount_, false);
+        firstWithLeap_.assign(stateCount_, noState);
+        visitedAt_.assign(stateCount_, 0);
+        for (const GFSA::State& state : source.states)
+            for (const GFSA::Transition& transition : state.outGoingTransitions)
+                if (transition.labelIndex == 0 && isState(transition.destinationStateIndex))
+                    epsilonEntered_[static_cast<std::size_t>(transition.destinationStateIndex)] = true;
+        for (std::size_t state = 0; state < stateCount_; ++state) computeLeap(state);
+        keyBegin_.push_back(0);
+        slots_.resize(64);
+    }
+
+    std::optional<GFSA> run() {
+        result_.alphabet = source_.alphabet;
+        if (stateCount_ == 0) return std::move(result_);
+        kernel_.assign(1, 0);
+        if (!numberOfKernel()) return std::nullopt;
+        for (std::size_t current = 0; current < result_.states.size(); ++current)
+            if (!process(current)) return std::nullopt;
+        return std::move(result_);
+    }
+
+private:
+    static constexpr std::int64_t noState = -1;
+    static constexpr std::int64_t unknown = -2;
+    static constexpr std::int64_t onChain = -3;
+
+    // A slot of the open-addressing table of kernels: a new state number
+    // and the hash of its kernel.
+    struct Slot {
+        std::size_t hash = 0;
+        std::uint32_t number = noNumber;
+    };
+    static constexpr std::uint32_t noNumber = std::numeric_limits<std::uint32_t>::max();
+
+    bool isState(std::int64_t index) const { return index >= 0 && static_cast<std::size_t>(index) < stateCount_; }
+
+    const GFSA::State& stateAt(std::int64_t index) const { return source_.states[static_cast<std::size_t>(index)]; }
+
+    std::span<const std::uint32_t> keyOf(std::uint32_t number) const {
+        return std::span<const std::uint32_t>(keyStates_)
+            .subspan(keyBegin_[number], keyBegin_[number + 1] - keyBegin_[number]);
+    }
+
+    // The only epsilon successor of a plain state (noState for none or an
+    // invalid one); absent when the state is not plain.
+    std::optional<std::int64_t> plainSuccessor(std::int64_t index) const {
+        const GFSA::State& state = stateAt(index);
+        if (state.isTerminal) return std::nullopt;
+        std::int64_t successor = noState;
+        bool seen = false;
+        for (const GFSA::Transition& transition : state.outGoingTransitions) {
+            if (transition.labelIndex != 0 || seen) return std::nullopt;
+            seen = true;
+            successor = isState(transition.destinationStateIndex) ? transition.destinationStateIndex : noState;
+        }
+        return successor;
+    }
+
+    // Fills leap_ along the chain of plain states that starts at `start`.
+    void computeLeap(std::size_t start) {
+        if (leap_[start] != unknown) return;
+        chain_.clear();
+        std::int64_t state = static_cast<std::int64_t>(start);
+        std::int64_t landing = noState;
+        while (true) {
+            if (!isState(state)) break; // landing stays noState
+            const std::int64_t known = leap_[static_cast<std::size_t>(state)];
+            if (known == onChain) break; // a cycle of plain states
+            if (known != unknown) {
+                landing = known;
+                break;
+            }
+            const std::optional<std::int64_t> successor = plainSuccessor(state);
+            if (!successor) {
+                landing = state;
+                break;
+            }
+            leap_[static_cast<std::size_t>(state)] = onChain;
+            chain_.push_back(state);
+            state = *successor;
+        }
+        if (landing == state && isState(state)) leap_[static_cast<std::size_t>(state)] = state;
+        for (const std::int64_t link : chain_) leap_[static_cast<std::size_t>(link)] = landing;
+    }
+
+    // Strongly connected components of the epsilon graph (iterative Tarjan),
+    // each named by its smallest state. Computed once, when first needed.
+    void computeComponents() {
+        if (!component_.empty()) return;
+        constexpr std::uint32_t unvisited = std::numeric_limits<std::uint32_t>::max();
+        component_.assign(stateCount_, unvisited);
+        std::vector<std::uint32_t> order(stateCount_, unvisited);
+        std::vector<std::uint32_t> low(stateCount_, 0);
+        std::vector<bool> onStack(stateCount_, false);
+        std::vector<std::uint32_t> members;
+        struct Frame {
+            std::uint32_t state;
+            std::size_t next; // next transition to look at
+        };
+        std::vector<Frame> frames;
+        std::uint32_t counter = 0;
+        for (std::uint32_t root = 0; root < stateCount_; ++root) {
+            if (order[root] != unvisited) continue;
+            frames.push_back({root, 0});
+            order[root] = low[root] = counter++;
+            members.push_back(root);
+            onStack[root] = true;
+            while (!frames.empty()) {
+                Frame& frame = frames.back();
+                const auto& transitions = source_.states[frame.state].outGoingTransitions;
+                if (frame.next < transitions.size()) {
+                    const GFSA::Transition& transition = transitions[frame.next++];
+                    if (transition.labelIndex != 0 || !isState(transition.destinationStateIndex)) continue;
+                    const auto next = static_cast<std::uint32_t>(transition.destinationStateIndex);
+                    if (order[next] == unvisited) {
+                        order[next] = low[next] = counter++;
+                        members.push_back(next);
+                        onStack[next] = true;
+                        frames.push_back({next, 0});
+                    } else if (onStack[next]) {
+                        low[frame.state] = std::min(low[frame.state], order[next]);
+                    }
+                    continue;
+                }
+                const std::uint32_t state = frame.state;
+                frames.pop_back();
+                if (!frames.empty()) low[frames.back().state] = std::min(low[frames.back().state], low[state]);
+                if (low[state] != order[state]) continue;
+                const auto first = std::find(members.begin(), members.end(), state);
+                const std::uint32_t smallest = *std::min_element(first, members.end());
+                for (auto member = first; member != members.end(); ++member) {
+                    component_[*member] = smallest;
+                    onStack[*member] = false;
+                }
+                members.erase(first, members.end());
+            }
+        }
+    }
+
+    // Puts kernel_ (sorted, without repeats) in its canonical form.
+    void canonicalize() {
+        if (std::none_of(kernel_.begin(), kernel_.end(), [&](std::uint32_t state) { return epsilonEntered_[state]; }))
+            return;
+        computeComponents();
+        for (std::uint32_t& state : kernel_) state = component_[state];
+        std::sort(kernel_.begin(), kernel_.end());
+        kernel_.erase(std::unique(kernel_.begin(), kernel_.end()), kernel_.end());
+        if (kernel_.size() < 2) return;
+
+        // Walk the whole closure; a member is reached by another when an
+        // epsilon transition enters its component from outside.
+        ++generation_;
+        const std::uint64_t walk = generation_;
+        memberAt_.resize(stateCount_, 0);
+        reachedAt_.resize(stateCount_, 0);
+        stack_.clear();
+        for (const std::uint32_t member : kernel_) {
+            memberAt_[member] = walk;
+            visitedAt_[member] = walk;
+            stack_.push_back(member);
+        }
+        while (!stack_.empty()) {
+            const std::int64_t state = stack_.back();
+            stack_.pop_back();
+            const std::uint32_t from = component_[static_cast<std::size_t>(state)];
+            for (const GFSA::Transition& transition : stateAt(state).outGoingTransitions) {
+                if (transition.labelIndex != 0 || !isState(transition.destinationStateIndex)) continue;
+                const auto next = static_cast<std::size_t>(transition.destinationStateIndex);
+                const std::uint32_t to = component_[next];
+                if (to != from && memberAt_[to] == walk) reachedAt_[to] = walk;
+                if (visitedAt_[next] == walk) continue;
+                visitedAt_[next] = walk;
+                stack_.push_back(transition.destinationStateIndex);
+            }
+        }
+        std::erase_if(kernel_, [&](std::uint32_t member) { return reachedAt_[member] == walk; });
+    }
+
+    // The slot of the kernel kernel_ in slots_: the slot that holds it, or
+    // the empty slot where it belongs.
+    Slot& slotOfKernel(std::size_t hash) {
+        const std::size_t mask = slots_.size() - 1;
+        for (std::size_t index = hash & mask;; index = (index + 1) & mask) {
+            Slot& slot = slots_[index];
+            if (slot.number == noNumber) return slot;
+            if (slot.hash != hash) continue;
+            const std::span<const std::uint32_t> key = keyOf(slot.number);
+            if (std::equal(key.begin(), key.end(), kernel_.begin(), kernel_.end())) return slot;
+        }
+    }
+
+    // Doubles the table, at most half full afterwards.
+    void growSlots() {
+        std::vector<Slot> old(slots_.size() * 2);
+        old.swap(slots_);
+        const std::size_t mask = slots_.size() - 1;
+        for (const Slot& slot : old) {
+            if (slot.number == noNumber) continue;
+            std::size_t index = slot.hash & mask;
+            while (slots_[index].number != noNumber) index = (index + 1) & mask;
+            slots_[index] = slot;
+        }
+    }
+
+    // The number of the new state whose kernel is kernel_ (sorted, without
+    // repeats), made when there is none; absent past the bounds.
+    std::optional<std::int64_t> numberOfKernel() {
+        const std::size_t kernelSize = kernel_.size();
+        canonicalize();
+        std::size_t hash = kernel_.size();
+        for (const std::uint32_t state : kernel_) hash = mix(hash, state);
+        hash = mix(0, hash); // the table probes with the low bits
+        if (const Slot& found = slotOfKernel(hash); found.number != noNumber) return found.number;
+
+        kernelStateNumbers_ += kernelSize;
+        if (result_.states.size() + 1 > options_.maxStates || kernelStateNumbers_ > options_.maxKernelStateNumbers)
+            return std::nullopt;
+        const auto number = static_cast<std::uint32_t>(result_.states.size());
+        keyStates_.insert(keyStates_.end(), kernel_.begin(), kernel_.end());
+        keyBegin_.push_back(keyStates_.size());
+        result_.states.emplace_back();
+        if (2 * (result_.states.size() + 1) > slots_.size()) growSlots();
+        slotOfKernel(hash) = Slot{hash, number};
+        return static_cast<std::int64_t>(number);
+    }
+
+    // Gives new state `current` its terminal flag and its transitions, in
+    // ascending order of label indices, numbering the sets they lead to.
+    bool process(std::size_t current) {
+        leaps_.clear();
+        for (const std::uint32_t state : keyOf(static_cast<std::uint32_t>(current))) {
+            const std::int64_t landing = leap_[state];
+            if (landing != noState) leaps_.push_back(landing);
+        }
+        std::sort(leaps_.begin(), leaps_.end());
+        leaps_.erase(std::unique(leaps_.begin(), leaps_.end()), leaps_.end());
+        if (leaps_.size() == 1) {
+            std::int64_t& first = firstWithLeap_[static_cast<std::size_t>(leaps_.front())];
+            if (first != noState) {
+                const GFSA::State copied = result_.states[static_cast<std::size_t>(first)];
+                result_.states[current] = copied;
+                return true;
+            }
+            first = static_cast<std::int64_t>(current);
+        }
+
+        ++generation_;
+        bool terminal = false;
+        leaving_.clear();
+        stack_.clear();
+        for (const std::int64_t landing : leaps_) {
+            visitedAt_[static_cast<std::size_t>(landing)] = generation_;
+            stack_.push_back(landing);
+        }
+        while (!stack_.empty()) {
+            const GFSA::State& state = stateAt(stack_.back());
+            stack_.pop_back();
+            terminal = terminal || state.isTerminal;
+            for (const GFSA::Transition& transition : state.outGoingTransitions) {
+                if (transition.labelIndex != 0) {
+                    leaving_.push_back(transition);
+                    continue;
+                }
+                if (!isState(transition.destinationStateIndex)) continue;
+                const std::int64_t landing = leap_[static_cast<std::size_t>(transition.destinationStateIndex)];
+                if (landing == noState || visitedAt_[static_cast<std::size_t>(landing)] == generation_) continue;
+                visitedAt_[static_cast<std::size_t>(landing)] = generation_;
+                stack_.push_back(landing);
+            }
+        }
+        result_.states[current].isTerminal = terminal;
+        std::sort(leaving_.begin(), leaving_.end(),
+                  [](const GFSA::Transition& a, const GFSA::Transition& b) { return a.labelIndex < b.labelIndex; });
+        for (std::size_t begin = 0; begin < leaving_.size();) {
+            const std::int64_t label = leaving_[begin].labelIndex;
+            kernel_.clear();
+            std::size_t end = begin;
+            for (; end < leaving_.size() && leaving_[end].labelIndex == label; ++end)
+                if (isState(leaving_[end].destinationStateIndex))
+                    kernel_.push_back(static_cast<std::uint32_t>(leaving_[end].destinationStateIndex));
+            std::sort(kernel_.begin(), kernel_.end());
+            kernel_.erase(std::unique(kernel_.begin(), kernel_.end()), kernel_.end());
+            const std::optional<std::int64_t> destination = numberOfKernel();
+            if (!destination) return false;
+            result_.states[current].outGoingTransitions.push_back({label, *destination});
+            begin = end;
+        }
+        return true;
+    }
+
+    const GFSA& source_;
+    const DeterminizeOptions options_;
+    const std::size_t stateCount_;
+
+    std::vector<std::int64_t> leap_;          // per source state, see above
+    std::vector<bool> epsilonEntered_;        // per source state
+    std::vector<std::uint32_t> component_;    // per source state; empty until needed
+    std::vector<std::int64_t> firstWithLeap_; // per source state: the first new state whose leaps are it alone
+
+    // Canonical kernels of the new states, one after the other: new state k
+    // has keyStates_[keyBegin_[k] .. keyBegin_[k + 1]).
+    std::vector<std::uint32_t> keyStates_;
+    std::vector<std::size_t> keyBegin_;
+    std::vector<Slot> slots_; // a power of two, at most half full
+    std::size_t kernelStateNumbers_ = 0;
+
+    // Scratch, reused: marks stamped with a generation never need clearing.
+    std::vector<std::uint64_t> visitedAt_;
+    std::vector<std::uint64_t> memberAt_;
+    std::vector<std::uint64_t> reachedAt_;
+    std::uint64_t generation_ = 0;
+    std::vector<std::int64_t> stack_;
+    std::vector<std::int64_t> chain_;
+    std::vector<std::int64_t> leaps_;
+    std::vector<std::uint32_t> kernel_;
+    std::vector<GFSA::Transition> leaving_;
+
+    GFSA result_;
 };
 
 } // namespace
@@ -373,55 +724,10 @@ void GFSA::setAllTerminalStates(const std::unordered_map<StateSet, std::int64_t,
     }
 }
 
-// Sets are numbered in order of discovery and processed in that same order,
-// one after the other; this is a breadth-first visit in which every set found
-// while processing the sets of one round is processed in the next round.
-// Every set is epsilon-closed, so the transitions of a set are read directly,
-// grouped by label index in ascending order, and each group gives one closure.
-// Cost: one closure per (set, label index) and one hash look-up for each.
-GFSA GFSA::determinize() const {
-    GFSA result;
-    result.alphabet = alphabet;
-    if (states.empty()) return result;
-
-    SubsetConstruction construction(*this);
-    std::unordered_map<StateSet, std::int64_t, StateSetHash> numbers;
-    std::vector<const StateSet*> setsByNumber;
-
-    const auto numberOf = [&](StateSet stateSet) {
-        const auto [entry, inserted] = numbers.emplace(std::move(stateSet), static_cast<std::int64_t>(numbers.size()));
-        if (inserted) {
-            setsByNumber.push_back(&entry->first);
-            result.states.emplace_back();
-        }
-        return entry->second;
-    };
-    numberOf(construction.closure({0}));
-
-    std::vector<Transition> leaving;
-    std::vector<std::int64_t> destinations;
-    for (std::size_t current = 0; current < setsByNumber.size(); ++current) {
-        leaving.clear();
-        for (const std::int64_t state : *setsByNumber[current])
-            for (const Transition& transition : states[static_cast<std::size_t>(state)].outGoingTransitions)
-                if (transition.labelIndex != 0) leaving.push_back(transition);
-        std::stable_sort(leaving.begin(), leaving.end(),
-                         [](const Transition& a, const Transition& b) { return a.labelIndex < b.labelIndex; });
-
-        for (std::size_t begin = 0; begin < leaving.size();) {
-            const std::int64_t label = leaving[begin].labelIndex;
-            destinations.clear();
-            std::size_t end = begin;
-            for (; end < leaving.size() && leaving[end].labelIndex == label; ++end)
-                destinations.push_back(leaving[end].destinationStateIndex);
-            const std::int64_t destination = numberOf(construction.closure(destinations));
-            result.states[current].outGoingTransitions.push_back({label, destination});
-            begin = end;
-        }
-    }
-
-    result.setAllTerminalStates(numbers, *this);
-    return result;
+std::optional<GFSA> GFSA::determinize(const DeterminizeOptions& options) const {
+    if (states.size() >= (std::size_t{1} << 32)) return std::nullopt;
+    Determinization determinization(*this, options);
+    return determinization.run();
 }
 
 } // namespace lexpand

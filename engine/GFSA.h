@@ -23,6 +23,12 @@ struct StateSetHash {
     std::size_t operator()(const StateSet& stateSet) const;
 };
 
+// The bounds of GFSA::determinize: past either, the result is absent.
+struct DeterminizeOptions {
+    std::size_t maxStates = 1'048'576;              // states of the result
+    std::size_t maxKernelStateNumbers = 16'777'216; // state numbers in the kernels of all its states
+};
+
 // An automaton as a plain value: states (state 0 is initial) and, unless the
 // automaton lives in a multi-graph grammar, the alphabet its label indices
 // refer to. Copying copies everything.
@@ -79,10 +85,24 @@ struct GFSA {
     // ---- Determinization (subset construction, no minimization) -----------
 
     // The deterministic equivalent: no epsilon transition, no state with two
-    // transitions of one label index. Sets are processed in ascending order of
+    // transitions of one label index. A new state stands for one epsilon-closed
+    // set of states of this automaton; sets are processed in ascending order of
     // their new numbers and label indices in ascending order, so the result is
-    // fully determined. This automaton is unchanged; requires a state 0.
-    GFSA determinize() const;
+    // fully determined. This automaton is unchanged.
+    // Absent when the result would pass `options.maxStates` states, or when the
+    // kernels of its new states (the states reached by the one labelled
+    // transition that found each, before the epsilon closure; {0} for the
+    // initial state) would hold more than `options.maxKernelStateNumbers` state
+    // numbers in all; also absent for a source of 2^32 states or more.
+    // Memory: proportional to the source plus the result (its states and
+    // transitions, and the kernels of its states, bounded by the options);
+    // closures are never stored. Time: the same, plus one walk per new state
+    // over the states of its closure that branch, read a label or end a word
+    // (chains of other states are crossed in one step, and a set whose chains
+    // all lead to one such state reuses the walk of the first set that did);
+    // a kernel holding a state that an epsilon transition enters also costs a
+    // walk of its whole closure.
+    std::optional<GFSA> determinize(const DeterminizeOptions& options = {}) const;
 
     // The epsilon closure of `stateSet`.
     StateSet closureForEpsilon(const StateSet& stateSet) const;

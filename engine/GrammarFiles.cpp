@@ -57,7 +57,8 @@ std::optional<MGFSA> loadGrammarFile(const std::string& path) {
     if (!text) return std::nullopt;
     std::optional<MGFSA> grammar = textualGrammarToMgfsa(*text, LinguisticLevel::orthographic);
     if (!grammar) return std::nullopt;
-    grammar->determinize();
+    // A grammar past the bounds of determinization does not compile either.
+    if (!grammar->determinize()) return std::nullopt;
     return grammar;
 }
 

@@ -4,6 +4,7 @@
 #include "Lexicon.h"
 
 #include <filesystem>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -57,33 +58,59 @@ std::optional<LexiconFailure> Lexicon::checkFiles() const {
     return std::nullopt;
 }
 
-std::optional<LexiconFailure> Lexicon::loadGrammars() {
-    constexpr auto grammarStep = LexiconFailure::Step::grammar;
+std::optional<LexiconFailure> Lexicon::loadGrammarsOfCommandLine() {
+    constexpr auto step = LexiconFailure::Step::grammar;
     for (const std::string& path : files_.grammarPaths) {
         const std::optional<MGFSA> grammar = loadGrammarFile(path);
-        if (!grammar) return failure(grammarStep, "*** Cannot handle morphological grammar in: " + path);
+        if (!grammar) return failure(step, "*** Cannot handle morphological grammar in: " + path);
         // The rule name "Main" is reserved: no grammar of the command line may define it.
         if (grammar->graphs.count("Main") != 0)
-            return failure(grammarStep, "*** Grammar " + path + " should not contain a rule named \"Main\"");
+            return failure(step, "*** Grammar " + path + " should not contain a rule named \"Main\"");
         if (!paradigms_.mergeWith(*grammar))
-            return failure(grammarStep, "*** Grammar " + path + " should not contain a rule already defined elsewhere");
+            return failure(step, "*** Grammar " + path + " should not contain a rule already defined elsewhere");
+        ++grammarsMerged_;
     }
-    constexpr auto usedStep = LexiconFailure::Step::dictionaryGrammars;
+    return std::nullopt;
+}
+
+std::optional<LexiconFailure> Lexicon::loadGrammarsOfDictionaries() {
+    constexpr auto step = LexiconFailure::Step::dictionaryGrammars;
     for (const std::string& path : files_.dictionaryPaths) {
         LoadedDictionary dictionary = loadDictionaryAndGrammars(path);
-        if (!dictionary.grammars.grammar) return failure(usedStep, std::move(dictionary.grammars.errorMessage));
+        if (!dictionary.grammars.grammar) return failure(step, std::move(dictionary.grammars.errorMessage));
         if (!paradigms_.mergeWith(*dictionary.grammars.grammar))
-            return failure(usedStep, "*** Cannot merge grammars used in " + path +
-                                         " (a rule is probably defined more than once)");
+            return failure(step, "*** Cannot merge grammars used in " + path +
+                                     " (a rule is probably defined more than once)");
         dictionaryTexts_.push_back(std::move(dictionary.text));
     }
     return std::nullopt;
 }
 
+// Memory that runs out while a step works on a file is a failure of that
+// step, in its own words for that file; what the step held is freed by then.
+std::optional<LexiconFailure> Lexicon::loadGrammars() {
+    try {
+        if (std::optional<LexiconFailure> failed = loadGrammarsOfCommandLine()) return failed;
+    } catch (const std::bad_alloc&) {
+        return failure(LexiconFailure::Step::grammar,
+                       "*** Cannot handle morphological grammar in: " + files_.grammarPaths[grammarsMerged_]);
+    }
+    try {
+        return loadGrammarsOfDictionaries();
+    } catch (const std::bad_alloc&) {
+        return failure(LexiconFailure::Step::dictionaryGrammars,
+                       "Cannot load dictionary " + files_.dictionaryPaths[dictionaryTexts_.size()]);
+    }
+}
+
 std::optional<LexiconFailure> Lexicon::loadDefinitions() {
     if (!files_.definitionsPath) return std::nullopt;
-    const std::optional<std::string> text = loadGrammar(*files_.definitionsPath);
-    if (text) definitions_ = PropertiesDefinitions::init(*text);
+    try {
+        const std::optional<std::string> text = loadGrammar(*files_.definitionsPath);
+        if (text) definitions_ = PropertiesDefinitions::init(*text);
+    } catch (const std::bad_alloc&) {
+        definitions_.reset();
+    }
     if (!definitions_)
         return failure(LexiconFailure::Step::definitions,
                        "*** Cannot process properties definitions in file " + *files_.definitionsPath);

@@ -64,8 +64,10 @@ public:
     // compiles, determinizes and merges each grammar of the command line (one
     // that defines "Main" or a rule defined before is refused), then reads
     // each dictionary once and merges the grammars it names with "#use".
-    // loadDefinitions reads the properties definitions. Cost: linear in the
-    // files, plus determinization and the enumeration of the definitions.
+    // loadDefinitions reads the properties definitions. Memory that runs out
+    // is a failure of the step, for the file it was working on. Cost: linear
+    // in the files, plus determinization and the enumeration of the
+    // definitions.
     std::optional<LexiconFailure> checkFiles() const;
     std::optional<LexiconFailure> loadGrammars();
     std::optional<LexiconFailure> loadDefinitions();
@@ -90,7 +92,11 @@ public:
     std::optional<std::int64_t> expandEntryLine(std::string_view line, LineSink& sink);
 
 private:
+    std::optional<LexiconFailure> loadGrammarsOfCommandLine();
+    std::optional<LexiconFailure> loadGrammarsOfDictionaries();
+
     LexiconFiles files_;
+    std::size_t grammarsMerged_ = 0; // grammars of the command line merged so far
     MGFSA paradigms_{LinguisticLevel::orthographic};
     std::optional<PropertiesDefinitions> definitions_;
     std::vector<std::string> dictionaryTexts_;

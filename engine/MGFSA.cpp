@@ -17,28 +17,28 @@ namespace {
 using GraphTable = std::map<std::string, GFSA>;
 
 // The graph whose name is canonically equivalent to `name`; `nonNfcNames`
-// lists the names of `graphs` that are not in NFC. Names are kept as written;
-// two NFC names are equivalent only when they are byte-equal, so an NFC name
-// is compared canonically with the names of that list alone.
+// maps the NFC form of each name of `graphs` that is not in NFC to that
+// name. Names are kept as written, and no two names of `graphs` are
+// equivalent; two NFC names are equivalent only when they are byte-equal.
+// Cost: one or two look-ups, and the NFC form of a name not in NFC.
 template <typename Table>
-auto findGraph(Table& graphs, const std::vector<std::string>& nonNfcNames, std::string_view name)
-    -> decltype(graphs.begin()) {
+auto findGraph(Table& graphs, const NfcIndex& nonNfcNames, std::string_view name) -> decltype(graphs.begin()) {
     const auto exact = graphs.find(std::string(name));
     if (exact != graphs.end()) return exact;
-    if (isNFC(name)) {
-        for (const std::string& stored : nonNfcNames)
-            if (canonicallyEqual(stored, name)) return graphs.find(stored);
-        return graphs.end();
+    std::string normalized;
+    if (!isNFC(name)) {
+        normalized = toNFC(name);
+        const auto nfcName = graphs.find(normalized);
+        if (nfcName != graphs.end()) return nfcName;
     }
-    for (auto it = graphs.begin(); it != graphs.end(); ++it) {
-        if (canonicallyEqual(it->first, name)) return it;
-    }
-    return graphs.end();
+    const auto indexed = nonNfcNames.find(normalized.empty() ? std::string(name) : normalized);
+    if (indexed == nonNfcNames.end()) return graphs.end();
+    return graphs.find(indexed->second);
 }
 
 // Stores `gfsa` under the name, replacing the graph of an equivalent name,
-// and keeps `nonNfcNames` the list of the names of `graphs` not in NFC.
-void storeGraph(GraphTable& graphs, std::vector<std::string>& nonNfcNames, const std::string& graphName, GFSA gfsa) {
+// and keeps `nonNfcNames` the index of the names of `graphs` not in NFC.
+void storeGraph(GraphTable& graphs, NfcIndex& nonNfcNames, const std::string& graphName, GFSA gfsa) {
     const auto existing = findGraph(graphs, nonNfcNames, graphName);
     if (existing != graphs.end()) {
         if (existing->first == graphName) {
@@ -46,12 +46,11 @@ void storeGraph(GraphTable& graphs, std::vector<std::string>& nonNfcNames, const
             return;
         }
         // The name written otherwise: the new text is kept.
-        const auto listed = std::find(nonNfcNames.begin(), nonNfcNames.end(), existing->first);
-        if (listed != nonNfcNames.end()) nonNfcNames.erase(listed);
+        if (!isNFC(existing->first)) nonNfcNames.erase(toNFC(existing->first));
         graphs.erase(existing);
     }
     graphs.emplace(graphName, std::move(gfsa));
-    if (!isNFC(graphName)) nonNfcNames.push_back(graphName);
+    if (!isNFC(graphName)) nonNfcNames.emplace(toNFC(graphName), graphName);
 }
 
 // Adds every label of `labels` to `alphabet`, in order; answers the index in
@@ -110,10 +109,24 @@ bool MGFSA::mergeWith(const MGFSA& other) {
     return true;
 }
 
-void MGFSA::determinize() {
-    for (auto& [name, graph] : graphs) {
-        if (!graph.states.empty()) graph = graph.determinize();
+bool MGFSA::determinize() {
+    std::vector<GFSA> determinized;
+    determinized.reserve(graphs.size());
+    for (const auto& [name, graph] : graphs) {
+        if (graph.states.empty()) {
+            determinized.emplace_back();
+            continue;
+        }
+        std::optional<GFSA> result = graph.determinize();
+        if (!result) return false;
+        determinized.push_back(std::move(*result));
     }
+    auto next = determinized.begin();
+    for (auto& [name, graph] : graphs) {
+        if (!graph.states.empty()) graph = std::move(*next);
+        ++next;
+    }
+    return true;
 }
 
 const GFSA* MGFSA::graphNamed(std::string_view name) const {

@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "Alphabet.h"
@@ -36,6 +37,9 @@ struct ExploreOptions {
     // whatever the grammar (a fuzz target, an interactive tool) sets it.
     std::size_t maxSteps = std::numeric_limits<std::size_t>::max();
 };
+
+// Names by their NFC form.
+using NfcIndex = std::unordered_map<std::string, std::string>;
 
 struct MGFSA {
     // One step of an exploration path, as a path is described item by item:
@@ -70,8 +74,11 @@ struct MGFSA {
     // grammar possibly half-merged) when the levels differ or a name is taken.
     bool mergeWith(const MGFSA& other);
 
-    // In place: replaces every graph by its determinized form.
-    void determinize();
+    // In place: replaces every graph by its determinized form (GFSA::determinize
+    // with its default bounds). False, and the grammar unchanged, when a graph
+    // passes those bounds. Cost: that of determinizing each graph; the
+    // determinized graphs are held until every one is done.
+    bool determinize();
 
     // Every path of the graph `graphName` from its initial state to a terminal
     // state, following ":Name" labels as calls and travelling any loop at most
@@ -100,10 +107,9 @@ struct MGFSA {
                                           const std::vector<PathItem>& path);
 
 private:
-    // The names of `graphs` that are not in NFC: only they can be canonically
-    // equivalent to a name without being equal to it, so a name in NFC is
-    // looked up among them alone.
-    std::vector<std::string> nonNfcNames_;
+    // The names of `graphs` that are not in NFC, by their NFC form: only they
+    // can be canonically equivalent to a name without being equal to it.
+    NfcIndex nonNfcNames_;
 };
 
 } // namespace lexpand

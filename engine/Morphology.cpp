@@ -8,6 +8,8 @@
 #include <charconv>
 #include <limits>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "TextServices.h"
 #include "Tokenizers.h"
@@ -128,20 +130,92 @@ std::string_view firstCharacter(std::string_view text) {
 constexpr std::string_view kUpperAscii = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
 constexpr std::string_view kLowerAscii = "abcdefghijklmnopqrstuvwxyz";
 
+// The characters of a word form being edited, as views, with a gap at the
+// place of the last insertion or deletion: an edit costs the distance from
+// the previous one (plus the copy when the gap is full, amortised), so n
+// characters typed one after the other anywhere in a word of length m cost
+// O(m + n), not O(m n).
+class CharacterBuffer {
+public:
+    // The characters of `characters`, with room for `room` more at the end.
+    CharacterBuffer(std::vector<std::string_view> characters, std::size_t room) : buffer_(std::move(characters)) {
+        gapBegin_ = buffer_.size();
+        buffer_.resize(buffer_.size() + room);
+        gapEnd_ = buffer_.size();
+    }
+
+    std::size_t size() const { return buffer_.size() - (gapEnd_ - gapBegin_); }
+    std::string_view operator[](std::size_t index) const { return buffer_[physical(index)]; }
+    std::string_view& operator[](std::size_t index) { return buffer_[physical(index)]; }
+
+    void insert(std::size_t position, std::string_view character) {
+        moveGapTo(position);
+        if (gapBegin_ == gapEnd_) grow();
+        buffer_[gapBegin_++] = character;
+    }
+
+    // Removes the characters at positions [from, to).
+    void erase(std::size_t from, std::size_t to) {
+        moveGapTo(to);
+        gapBegin_ = from;
+    }
+
+    void clear() {
+        gapBegin_ = 0;
+        gapEnd_ = buffer_.size();
+    }
+
+    // Calls visit(character) for each character, in order.
+    template <typename Visit> void forEach(Visit&& visit) const {
+        for (std::size_t i = 0; i < gapBegin_; ++i) visit(buffer_[i]);
+        for (std::size_t i = gapEnd_; i < buffer_.size(); ++i) visit(buffer_[i]);
+    }
+
+private:
+    std::size_t physical(std::size_t index) const { return index < gapBegin_ ? index : index + (gapEnd_ - gapBegin_); }
+
+    void moveGapTo(std::size_t position) {
+        const auto begin = buffer_.begin();
+        if (position < gapBegin_) {
+            const std::size_t count = gapBegin_ - position;
+            std::move_backward(begin + static_cast<std::ptrdiff_t>(position),
+                               begin + static_cast<std::ptrdiff_t>(gapBegin_),
+                               begin + static_cast<std::ptrdiff_t>(gapEnd_));
+            gapBegin_ -= count;
+            gapEnd_ -= count;
+        } else if (position > gapBegin_) {
+            const std::size_t count = position - gapBegin_;
+            std::move(begin + static_cast<std::ptrdiff_t>(gapEnd_),
+                      begin + static_cast<std::ptrdiff_t>(gapEnd_ + count),
+                      begin + static_cast<std::ptrdiff_t>(gapBegin_));
+            gapBegin_ += count;
+            gapEnd_ += count;
+        }
+    }
+
+    // Doubles the room, keeping the gap where it is.
+    void grow() {
+        const std::size_t room = std::max<std::size_t>(16, size());
+        const std::size_t after = buffer_.size() - gapEnd_;
+        buffer_.resize(buffer_.size() + room);
+        std::move_backward(buffer_.end() - static_cast<std::ptrdiff_t>(room + after),
+                           buffer_.end() - static_cast<std::ptrdiff_t>(room), buffer_.end());
+        gapEnd_ += room;
+    }
+
+    std::vector<std::string_view> buffer_;
+    std::size_t gapBegin_ = 0;
+    std::size_t gapEnd_ = 0;
+};
+
 // Applies one command to one word form. The word form is a list of views of
 // its characters: into the word form itself, into the command's tokens (typed
 // characters), into constant tables or into `switched_` (case switches). The
 // reverse list is kept last token first, so that each step only appends.
 class WordFormEditor {
 public:
-    WordFormEditor(std::string_view wordForm, std::size_t commandSize, std::size_t caseSwitches) {
-        if (isAscii(wordForm) && wordForm.find('\r') == std::string_view::npos) {
-            // One character per byte; room for what the command may type.
-            characters_.reserve(wordForm.size() + commandSize);
-            for (std::size_t i = 0; i < wordForm.size(); ++i) characters_.push_back(wordForm.substr(i, 1));
-        } else {
-            characters_ = graphemeClusterViews(wordForm);
-        }
+    WordFormEditor(std::string_view wordForm, std::size_t commandSize, std::size_t caseSwitches)
+        : characters_(charactersOf(wordForm, commandSize), std::min(commandSize, initialRoom)) {
         cursor_ = characters_.size();
         // Never grows past this: the views into it stay valid.
         switched_.reserve(caseSwitches);
@@ -193,9 +267,9 @@ public:
 
         Morphology::EditResult result;
         std::size_t size = 0;
-        for (const std::string_view character : characters_) size += character.size();
+        characters_.forEach([&](std::string_view character) { size += character.size(); });
         result.resultingWordForm.reserve(size);
-        for (const std::string_view character : characters_) result.resultingWordForm += character;
+        characters_.forEach([&](std::string_view character) { result.resultingWordForm += character; });
         result.reverseTokens.reserve(undo_.size());
         for (const Step& step : undo_) {
             result.reverseTokens.push_back(tokenText(step));
@@ -210,12 +284,23 @@ private:
     // n ≤ limit, for a count n ≥ 1.
     static bool within(std::int64_t n, std::size_t limit) { return n >= 1 && static_cast<std::uint64_t>(n) <= limit; }
     void recordCharacter(std::string_view character) { undo_.push_back(Step{character, 0}); }
-    auto at(std::size_t index) { return characters_.begin() + static_cast<std::ptrdiff_t>(index); }
+    // Room for what a command types, as a rule; a longer one grows it.
+    static constexpr std::size_t initialRoom = 64;
+
+    // The characters of `wordForm`, with room for `room` more.
+    static std::vector<std::string_view> charactersOf(std::string_view wordForm, std::size_t room) {
+        if (!isAscii(wordForm) || wordForm.find('\r') != std::string_view::npos) return graphemeClusterViews(wordForm);
+        // One character per byte.
+        std::vector<std::string_view> characters;
+        characters.reserve(wordForm.size() + room);
+        for (std::size_t i = 0; i < wordForm.size(); ++i) characters.push_back(wordForm.substr(i, 1));
+        return characters;
+    }
 
     bool type(std::string_view text) {
         const std::string_view character = firstCharacter(text);
         if (character.empty()) return false;
-        characters_.insert(at(cursor_), character);
+        characters_.insert(cursor_, character);
         ++cursor_;
         undo_.push_back(Step{"B", 1});
         return true;
@@ -225,7 +310,7 @@ private:
         if (!within(n, cursor_)) return false;
         const std::size_t from = cursor_ - static_cast<std::size_t>(n);
         for (std::size_t i = cursor_; i-- > from;) recordCharacter(characters_[i]);
-        characters_.erase(at(from), at(cursor_));
+        characters_.erase(from, cursor_);
         cursor_ = from;
         return true;
     }
@@ -244,7 +329,7 @@ private:
         const std::size_t to = cursor_ + static_cast<std::size_t>(n);
         undo_.push_back(Step{"L", n, true});
         for (std::size_t i = to; i-- > cursor_;) recordCharacter(characters_[i]);
-        characters_.erase(at(cursor_), at(to));
+        characters_.erase(cursor_, to);
         return true;
     }
 
@@ -272,7 +357,7 @@ private:
     // the same: that step cannot be undone.
     bool duplicate() {
         if (cursor_ >= 1) {
-            characters_.insert(at(cursor_), characters_[cursor_ - 1]);
+            characters_.insert(cursor_, characters_[cursor_ - 1]);
             ++cursor_;
         }
         undo_.push_back(Step{"B", 1});
@@ -376,7 +461,7 @@ private:
             undo_.push_back(Step{"L", static_cast<std::int64_t>(length() - cursor_)});
     }
 
-    std::vector<std::string_view> characters_;
+    CharacterBuffer characters_;
     std::size_t cursor_ = 0;
     std::vector<Step> undo_;
     std::vector<std::string> switched_;

@@ -5,7 +5,6 @@
 #include "Morphology.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "TextServices.h"
 
@@ -24,28 +23,6 @@ bool isUpperCaseCategory(std::string_view category) {
                        [](std::string_view character) { return isUppercaseCharacter(character); });
 }
 
-bool containsCanonically(const std::vector<std::string>& list, std::string_view text) {
-    return std::any_of(list.begin(), list.end(), [&](const std::string& item) { return canonicallyEqual(item, text); });
-}
-
-// The value first seen for each exclusive property name of one form.
-class SeenValues {
-public:
-    enum class Outcome { fresh, repeated, contradicted };
-
-    Outcome record(std::string name, std::string value) {
-        for (const auto& [seenName, seenValue] : seen_) {
-            if (!canonicallyEqual(seenName, name)) continue;
-            return canonicallyEqual(seenValue, value) ? Outcome::repeated : Outcome::contradicted;
-        }
-        seen_.emplace_back(std::move(name), std::move(value));
-        return Outcome::fresh;
-    }
-
-private:
-    std::vector<std::pair<std::string, std::string>> seen_; // a handful of names per form
-};
-
 } // namespace
 
 std::optional<std::string> Morphology::addCategoryAndAllProperties(
@@ -53,7 +30,7 @@ std::optional<std::string> Morphology::addCategoryAndAllProperties(
     const std::vector<std::string>& inflectionalProperties, const PropertiesDefinitions& propertiesDefinitions) {
     if (!isUpperCaseCategory(category)) return std::nullopt;
     std::string text(category);
-    SeenValues seen;
+    ExclusiveValues seen;
     const std::vector<std::string> none;
     for (const auto* list :
          {morphologicalProperties != nullptr ? morphologicalProperties : &none, &inflectionalProperties}) {
@@ -62,13 +39,13 @@ std::optional<std::string> Morphology::addCategoryAndAllProperties(
             const std::string_view property =
                 written.front() == '+' ? std::string_view(written).substr(1) : std::string_view(written);
             NormalizedProperty normalized = normalize(category, property, &propertiesDefinitions);
-            if (containsCanonically(propertiesDefinitions.exclusivePropertyNames, normalized.name)) {
-                switch (seen.record(std::move(normalized.name), std::move(normalized.value))) {
-                case SeenValues::Outcome::contradicted:
+            if (propertiesDefinitions.isExclusivePropertyName(normalized.name)) {
+                switch (seen.record(normalized.name, normalized.value)) {
+                case ExclusiveValues::Outcome::contradicted:
                     return std::string(Morphology::inconsistentMarker);
-                case SeenValues::Outcome::repeated:
+                case ExclusiveValues::Outcome::repeated:
                     continue;
-                case SeenValues::Outcome::fresh:
+                case ExclusiveValues::Outcome::fresh:
                     break;
                 }
             }

@@ -149,7 +149,11 @@ std::string toUtf8(const icu::UnicodeString& text) {
 
 // ---- Decoding -------------------------------------------------------------
 
-bool isValidUtf8(std::string_view text) {
+namespace {
+
+// The length of the longest prefix of `text` made of whole well-formed
+// sequences: text.size() when `text` is well-formed UTF-8.
+std::size_t wellFormedPrefix(std::string_view text) {
     std::size_t position = 0;
     while (position < text.size()) {
         // Eight ASCII bytes at a time.
@@ -165,10 +169,16 @@ bool isValidUtf8(std::string_view text) {
             continue;
         }
         const std::size_t length = wellFormedLength(text, position);
-        if (length == 0) return false;
+        if (length == 0) return position;
         position += length;
     }
-    return true;
+    return text.size();
+}
+
+} // namespace
+
+bool isValidUtf8(std::string_view text) {
+    return wellFormedPrefix(text) == text.size();
 }
 
 bool isAscii(std::string_view text) {
@@ -506,6 +516,8 @@ void WordSegmenter::segment(std::string_view text, std::vector<TextSegment>& seg
 // ---- Files ----------------------------------------------------------------
 
 std::optional<std::string> readUtf8File(const std::string& path) {
+    // A path is handed to the system as a C string, which would end at a NUL.
+    if (path.find('\0') != std::string::npos) return std::nullopt;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
     if (!file) return std::nullopt;
     std::string content;
@@ -514,14 +526,20 @@ std::optional<std::string> readUtf8File(const std::string& path) {
     struct stat status {};
     if (::fstat(::fileno(file.get()), &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
         content.reserve(static_cast<std::size_t>(status.st_size));
+    // The bytes before `checked` are whole well-formed sequences. What
+    // follows them may only be the start of a sequence that the next block
+    // ends (at most 3 bytes): anything longer is malformed, and reading stops.
+    std::size_t checked = 0;
     char buffer[1 << 16];
     for (;;) {
         const std::size_t count = std::fread(buffer, 1, sizeof buffer, file.get());
         content.append(buffer, count);
+        checked += wellFormedPrefix(std::string_view(content).substr(checked));
+        if (content.size() - checked > 3) return std::nullopt;
         if (count < sizeof buffer) break;
     }
     if (std::ferror(file.get())) return std::nullopt; // a directory, for instance
-    if (!isValidUtf8(content)) return std::nullopt;
+    if (checked != content.size()) return std::nullopt;
     if (content.compare(0, 3, "\xEF\xBB\xBF") == 0) content.erase(0, 3);
     return content;
 }

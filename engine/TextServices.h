@@ -217,8 +217,12 @@ private:
 // ---- Files ---------------------------------------------------------------
 
 // The whole content of the file at `path`, with a leading UTF-8 byte-order
-// mark removed; absent when the path does not exist, is not a regular file
-// that can be read, or does not hold well-formed UTF-8.
+// mark removed; absent when the path does not exist or holds a NUL byte, when
+// the file cannot be read (a directory), or when it does not hold well-formed
+// UTF-8. The content is checked as it is read, block by block: reading stops
+// at the first block with a malformed sequence, so an endless source of
+// invalid bytes fails at once. Memory: the content (an endless source of
+// well-formed text is read until memory runs out).
 std::optional<std::string> readUtf8File(const std::string& path);
 
 } // namespace lexpand

@@ -85,8 +85,7 @@ void run(const std::string& dictionaryPath, const std::string& grammarPath, cons
     if (!grammarText) return;
     std::optional<lexpand::MGFSA> grammar =
         lexpand::textualGrammarToMgfsa(*grammarText, lexpand::LinguisticLevel::orthographic);
-    if (!grammar) return;
-    grammar->determinize();
+    if (!grammar || !grammar->determinize()) return;
     if (grammar->graphs.count("Main") != 0) return;
     if (!paradigms.mergeWith(*grammar)) return;
 

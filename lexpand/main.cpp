@@ -2,15 +2,13 @@
 // run sequence over grammars, properties definitions and dictionaries, and the
 // one output channel through which every line of the process is printed.
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +17,7 @@
 
 #include "DictionaryExpansion.h"
 #include "Lexicon.h"
+#include "StandardOutput.h"
 
 namespace lexpand {
 namespace {
@@ -33,82 +32,6 @@ enum ExitStatus : int {
     statusBadPropertiesDefinitions = 5,
     statusBadExpansion = 6, // a dictionary failed, or no form at all
 };
-
-// Writes all of `text` to standard output, retrying after interruptions. A
-// write error (a closed output) drops the text: there is nowhere to report it.
-void writeToStandardOutput(std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());
-        if (written < 0) {
-            if (errno == EINTR) continue;
-            return;
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-}
-
-// The one channel of the process to standard output. Lines are collected in a
-// large buffer and written in big blocks; the order of lines is kept exactly,
-// and flush() must run before the process ends (main does it on every path).
-class OutputBuffer final : public LineSink {
-public:
-    explicit OutputBuffer(std::size_t capacity) : capacity_(capacity) { buffer_.reserve(capacity_); }
-    OutputBuffer(const OutputBuffer&) = delete; // one channel per process
-    OutputBuffer& operator=(const OutputBuffer&) = delete;
-
-    // Appends `line` and a line feed.
-    void printLine(std::string_view line) override {
-        if (buffer_.size() + line.size() + 1 > capacity_) {
-            flush();
-            if (line.size() + 1 > capacity_) { // longer than the whole buffer
-                writeToStandardOutput(line);
-                writeToStandardOutput("\n");
-                return;
-            }
-        }
-        buffer_.append(line);
-        buffer_.push_back('\n');
-    }
-
-    // Appends the pieces of one line and a line feed.
-    void printJoined(std::initializer_list<std::string_view> pieces) override {
-        std::size_t size = 1;
-        for (const std::string_view piece : pieces) size += piece.size();
-        if (buffer_.size() + size > capacity_) flush();
-        if (size > capacity_) {
-            LineSink::printJoined(pieces); // longer than the whole buffer
-            return;
-        }
-        for (const std::string_view piece : pieces) buffer_.append(piece);
-        buffer_.push_back('\n');
-    }
-
-    // Appends whole lines at once; a block as large as the buffer is written
-    // as it stands, after what the buffer holds.
-    void printLines(std::string_view lines) override {
-        if (buffer_.size() + lines.size() <= capacity_) {
-            buffer_.append(lines);
-            return;
-        }
-        flush();
-        if (lines.size() < capacity_) {
-            buffer_.append(lines);
-            return;
-        }
-        writeToStandardOutput(lines);
-    }
-
-    void flush() {
-        writeToStandardOutput(buffer_);
-        buffer_.clear();
-    }
-
-private:
-    std::size_t capacity_;
-    std::string buffer_;
-};
-
-constexpr std::size_t outputBufferCapacity = std::size_t{1} << 20;
 
 // The wall-clock time of each phase of a run, for measuring. Off unless the
 // environment sets LEXPAND_TIMINGS=1; then report() writes one line per phase
@@ -156,9 +79,9 @@ private:
 
 // Everything one run knows, from the command line to the final count.
 struct RunContext {
-    explicit RunContext(OutputBuffer& output) : out(output) {}
+    explicit RunContext(StandardOutput& output) : out(output) {}
 
-    OutputBuffer& out;
+    StandardOutput& out;
     LexiconFiles files; // each kind in command-line order, as typed
     std::unique_ptr<Lexicon> lexicon;
     std::int64_t nbOfForms = 0;
@@ -240,7 +163,7 @@ std::optional<ExitStatus> expandDictionaries(RunContext& run) {
     const Lexicon& lexicon = *run.lexicon;
     for (const std::string& text : lexicon.dictionaryTexts()) {
         const std::optional<std::int64_t> count =
-            expandDictionaryText(text, *lexicon.definitions(), lexicon.paradigms(), run.out);
+            expandDictionaryText(text, *lexicon.definitions(), lexicon.paradigms(), run.out.expansionLines());
         if (!count) {
             run.out.printLine("*** Cannot inflect/derive dictionary");
             return statusBadExpansion;
@@ -265,7 +188,10 @@ ExitStatus executeRun(RunContext& run, int argc, char** argv) {
         run.out.printLine("*** Cannot generate any form");
         return statusBadExpansion;
     }
-    run.out.printLine("# Dictionary successfully generated " + std::to_string(run.nbOfForms) + " forms.");
+    char summary[80]; // formatted without allocating memory
+    std::snprintf(summary, sizeof summary, "# Dictionary successfully generated %lld forms.",
+                  static_cast<long long>(run.nbOfForms));
+    run.out.printLine(summary);
     return statusSuccess;
 }
 
@@ -273,18 +199,18 @@ ExitStatus executeRun(RunContext& run, int argc, char** argv) {
 } // namespace lexpand
 
 int main(int argc, char** argv) {
-    lexpand::OutputBuffer out(lexpand::outputBufferCapacity);
+    lexpand::StandardOutput out;
     lexpand::RunContext context(out);
-    int status = 0;
+    int status = lexpand::statusSuccess;
     try {
         status = lexpand::executeRun(context, argc, argv);
-    } catch (...) {
-        // Nothing is thrown on purpose; should the memory run out, the lines
-        // printed so far still reach the output before the process dies.
-        out.flush();
-        throw;
+    } catch (const std::bad_alloc&) {
+        // Only reading the command line allocates outside the engine, which
+        // answers a failure of its own when memory runs out.
+        lexpand::printUsage(out);
+        status = lexpand::statusWrongCommandLine;
     }
-    out.flush();
+    status = out.finish(status);
     // After a failure, the time since the last phase belongs to the phase
     // that failed, not to the output: it only counts in the total.
     if (status == lexpand::statusSuccess) context.times.mark("output");

@@ -6,9 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 
+#include "MGFSA.h"
 #include "StringUtilities.h"
+#include "TextualGrammar.h"
 
 namespace lexpand {
 namespace {
@@ -327,6 +330,83 @@ TEST(PropertiesDefinitions, FromText) {
     };
     for (const auto& row : rows) {
         EXPECT_EQ(dump(PropertiesDefinitions::init(row.text)), row.expected) << "text: " << row.text;
+    }
+}
+
+// A rule lists the inputs that exploring it gives, in the same order, for
+// random rules: nested alternatives, sequences, outputs, the empty word,
+// calls and loops (the last two explored, the others enumerated directly).
+TEST(PropertiesDefinitions, ListWhatExploringEachRuleGives) {
+    std::mt19937 random(2024);
+    const std::vector<std::string> atoms = {"a", "b", "cc", "<E>", "d/o", ":N_Base", "a*", "e f"};
+    std::function<std::string(int)> expression = [&](int depth) {
+        std::string text;
+        const int alternatives = 1 + static_cast<int>(random() % 6);
+        for (int i = 0; i < alternatives; ++i) {
+            if (i > 0) text += " | ";
+            const int factors = 1 + static_cast<int>(random() % 2);
+            for (int f = 0; f < factors; ++f) {
+                if (f > 0) text += " ";
+                if (depth > 0 && random() % 3 == 0)
+                    text += "( " + expression(depth - 1) + " )";
+                else
+                    text += atoms[random() % (random() % 4 == 0 ? atoms.size() : 4)];
+            }
+        }
+        return text;
+    };
+    for (int round = 0; round < 300; ++round) {
+        const std::string text = "N_Base = x | y z ;\nN_Test = " + expression(3) + " ;\n";
+        const std::optional<MGFSA> grammar = textualGrammarToMgfsa(text, LinguisticLevel::propertyDefinition);
+        ASSERT_TRUE(grammar) << text;
+        const std::optional<ExplorationResult> explored = grammar->explore("N_Test", LinguisticLevel::syntax, 1);
+        const std::optional<PropertiesDefinitions> definitions = PropertiesDefinitions::init(text);
+        ASSERT_EQ(definitions.has_value(), explored.has_value()) << text;
+        if (!explored) continue;
+        EXPECT_EQ(dump(definitions->categoryProperties.at("N").at("Test")), dump(explored->input)) << text;
+    }
+}
+
+TEST(PropertiesDefinitions, NameListsCompareCanonically) {
+    const std::string composed = "Cas\xC3\xA9", decomposed = "Case\xCC\x81";
+    const auto compiled = PropertiesDefinitions::init("EXCLUSIVEPROPERTIES = " + composed +
+                                                      " | Nb ;\nMORPHOLOGICALPROPERTIES = " + decomposed + " ;\n");
+    ASSERT_TRUE(compiled);
+    PropertiesDefinitions byHand;
+    byHand.exclusivePropertyNames = compiled->exclusivePropertyNames;
+    byHand.morphologicalPropertyNames = compiled->morphologicalPropertyNames;
+    for (const PropertiesDefinitions* definitions : {&*compiled, static_cast<const PropertiesDefinitions*>(&byHand)}) {
+        for (const std::string& name : {composed, decomposed}) {
+            EXPECT_TRUE(definitions->isExclusivePropertyName(name));
+            EXPECT_TRUE(definitions->isMorphologicalPropertyName(name));
+        }
+        EXPECT_TRUE(definitions->isExclusivePropertyName("Nb"));
+        EXPECT_FALSE(definitions->isMorphologicalPropertyName("Nb"));
+        EXPECT_FALSE(definitions->isExclusivePropertyName("Cas"));
+    }
+}
+
+// Long random sequences of names and values, with canonically equivalent
+// spellings: the outcomes are those of comparing with every pair seen.
+TEST(ExclusiveValues, AgreesWithComparingEveryPair) {
+    const std::vector<std::string> spellings = {"e\xCC\x81", "\xC3\xA9", "a"};
+    std::mt19937 random(77);
+    for (int round = 0; round < 50; ++round) {
+        ExclusiveValues values;
+        std::vector<std::pair<std::string, std::string>> seen;
+        for (int i = 0; i < 60; ++i) {
+            const std::string name = "N" + std::to_string(random() % 30) + spellings[random() % 2];
+            const std::string value = spellings[random() % 3];
+            auto expected = ExclusiveValues::Outcome::fresh;
+            const auto same = std::find_if(seen.begin(), seen.end(),
+                                           [&](const auto& pair) { return canonicallyEqual(pair.first, name); });
+            if (same == seen.end())
+                seen.emplace_back(name, value);
+            else
+                expected = canonicallyEqual(same->second, value) ? ExclusiveValues::Outcome::repeated
+                                                                 : ExclusiveValues::Outcome::contradicted;
+            ASSERT_EQ(values.record(name, value), expected) << "round " << round << ", record " << i;
+        }
     }
 }
 

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
+#include <optional>
 #include <random>
 #include <set>
 #include <string>
@@ -288,7 +290,7 @@ TEST(Determinization, Dumps) {
          "GFSA has 3 states\n    0: 4→1 \n    1: 5→2 \n    2T \nNumber of transitions: 2\n"},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(row.gfsa.determinize().description(), row.expected) << "automaton " << row.name;
+        EXPECT_EQ(row.gfsa.determinize()->description(), row.expected) << "automaton " << row.name;
 }
 
 // Sets are numbered in the order they are found, label indices ascending
@@ -299,10 +301,81 @@ TEST(Determinization, VisitingOrder) {
     source.states[0].addTransition({10, 1});
     source.states[0].addTransition({9, 2});
     ASSERT_EQ(source.states[0].description(), ": 10→1 9→2 ");
-    const GFSA result = source.determinize();
+    const GFSA result = *source.determinize();
     std::string states;
     for (const GFSA::State& state : result.states) states += state.description() + "| ";
     EXPECT_EQ(states, ": 9→1 10→2 | : 3→3 | : 3→4 | T | : | ");
+}
+
+// The subset construction as plainly as it can be written: every set is the
+// epsilon closure itself, numbered in order of discovery.
+GFSA closureKeyedDeterminization(const GFSA& source) {
+    GFSA result;
+    result.alphabet = source.alphabet;
+    std::map<StateSet, std::int64_t> numbers;
+    std::vector<StateSet> sets;
+    const auto numberOf = [&](const StateSet& set) {
+        const auto [entry, added] = numbers.emplace(set, static_cast<std::int64_t>(sets.size()));
+        if (added) {
+            sets.push_back(set);
+            result.states.emplace_back();
+        }
+        return entry->second;
+    };
+    numberOf(source.closureForEpsilon({0}));
+    for (std::size_t k = 0; k < sets.size(); ++k) {
+        const StateSet set = sets[k];
+        for (const std::int64_t labelIndex : source.computeUsedAlphabetIndices(set)) {
+            if (labelIndex == 0) continue;
+            const std::int64_t destination = numberOf(source.closureForLabelIndex(set, labelIndex));
+            result.states[k].outGoingTransitions.push_back({labelIndex, destination});
+        }
+        for (const std::int64_t state : set) result.states[k].isTerminal |= source.states[state].isTerminal;
+    }
+    return result;
+}
+
+// Larger random automata, mostly epsilon transitions in chains and cycles,
+// with labels that lead into them: the result is the plain construction's,
+// state for state.
+TEST(Determinization, SameAsTheClosureKeyedConstruction) {
+    std::mt19937 random(7654321);
+    for (int trial = 0; trial < 300; ++trial) {
+        const int stateCount = std::uniform_int_distribution<int>(2, 40)(random);
+        std::uniform_int_distribution<std::int64_t> stateOf(0, stateCount - 1);
+        std::uniform_int_distribution<std::int64_t> labelOf(1, 3);
+        std::uniform_int_distribution<int> shapeOf(0, 9);
+        GFSA source = build({"a", "b", "c"}, {});
+        for (int s = 0; s < stateCount; ++s) {
+            GFSA::State& state = source.states.emplace_back();
+            state.isTerminal = shapeOf(random) == 0;
+            const int shape = shapeOf(random);
+            if (shape < 5) state.outGoingTransitions.push_back({0, (s + 1) % stateCount}); // a chain
+            if (shape >= 3) state.outGoingTransitions.push_back({0, stateOf(random)});
+            if (shape >= 6) state.outGoingTransitions.push_back({labelOf(random), stateOf(random)});
+            if (shape == 9) state.outGoingTransitions.push_back({labelOf(random), stateOf(random)});
+        }
+        const std::optional<GFSA> result = source.determinize();
+        ASSERT_TRUE(result) << source.description();
+        EXPECT_EQ(result->description(), closureKeyedDeterminization(source).description()) << source.description();
+    }
+}
+
+// (a|b)* a: three new states, whose kernels hold {0}, then two sets for "a"
+// and "b" and one for "a" again.
+TEST(Determinization, BoundsOnStatesAndKernels) {
+    const GFSA source =
+        GFSA::concatenation(GFSA::kleeneOperation(GFSA::disjunction(single("a"), single("b"))), single("a"));
+    const std::optional<GFSA> unbounded = source.determinize();
+    ASSERT_TRUE(unbounded);
+    const std::size_t states = unbounded->states.size();
+    EXPECT_TRUE(source.determinize({.maxStates = states}));
+    EXPECT_FALSE(source.determinize({.maxStates = states - 1}));
+    std::size_t kernels = 0;
+    for (std::size_t numbers = 1; numbers < 64 && kernels == 0; ++numbers)
+        if (source.determinize({.maxKernelStateNumbers = numbers})) kernels = numbers;
+    ASSERT_GT(kernels, states - 1); // at least one state number per new state
+    EXPECT_FALSE(source.determinize({.maxKernelStateNumbers = kernels - 1}));
 }
 
 // For random small automata, the determinized automaton accepts the same
@@ -331,8 +404,9 @@ TEST(Determinization, RandomAutomataKeepTheirLanguage) {
             source.states.push_back(state);
         }
 
-        const GFSA result = source.determinize();
+        const GFSA result = *source.determinize();
         const std::string shown = source.description();
+        ASSERT_EQ(result.description(), closureKeyedDeterminization(source).description()) << shown;
         ASSERT_FALSE(result.states.empty()) << shown;
         std::vector<std::int64_t> order{0};
         std::vector<bool> seen(result.states.size(), false);

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <set>
 
@@ -175,6 +176,29 @@ TEST(AddGraph, CanonicallyEquivalentNamesAreOneGraph) {
     EXPECT_EQ(show(pathsOf(grammar.explore(composed, LinguisticLevel::orthographic, 1))), "[b /]");
     grammar.addGraph("M", expression2Gfsa(":" + composed, LinguisticLevel::syntax).value());
     EXPECT_EQ(show(pathsOf(grammar.explore("M", LinguisticLevel::orthographic, 1))), "[b /]");
+}
+
+// Three spellings of one name, two of them not in NFC, stored in every
+// order: one graph, under the name last written, found by every spelling.
+TEST(AddGraph, EveryOrderOfEquivalentSpellings) {
+    std::vector<std::string> spellings = {
+        "Ne\xCC\x81\xCC\xA7", // e, acute, cedilla
+        "Ne\xCC\xA7\xCC\x81", // e, cedilla, acute
+        "N\xC8\xA9\xCC\x81",  // e with cedilla, acute: the NFC form
+    };
+    std::sort(spellings.begin(), spellings.end());
+    do {
+        MGFSA grammar;
+        grammar.addGraph("Ne\xCC\x81", expression2Gfsa("z", LinguisticLevel::orthographic).value());
+        const char* const bodies[] = {"a", "b", "c"};
+        for (std::size_t i = 0; i < spellings.size(); ++i)
+            grammar.addGraph(spellings[i], expression2Gfsa(bodies[i], LinguisticLevel::orthographic).value());
+        ASSERT_EQ(grammar.graphs.size(), 2U);
+        EXPECT_EQ(grammar.graphs.count(spellings.back()), 1U);
+        for (const std::string& spelling : spellings)
+            EXPECT_EQ(show(pathsOf(grammar.explore(spelling, LinguisticLevel::orthographic, 1))), "[c /]");
+        EXPECT_EQ(show(pathsOf(grammar.explore("N\xC3\xA9", LinguisticLevel::orthographic, 1))), "[z /]");
+    } while (std::next_permutation(spellings.begin(), spellings.end()));
 }
 
 TEST(MergeWith, AddsGraphsOrRefuses) {

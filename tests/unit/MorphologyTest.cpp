@@ -130,6 +130,10 @@ TEST(Morphology, ApplyCommand) {
         {"pomme de terre", "<P>s", Edit({"pomme des terre", "<P><B>"})},
         {"pomme de terre", "<P2>x", Edit({"pommex de terre", "<P2><B>"})},
         {"abc", "<L2><NW>x", Edit({"abcx", "<B>"})},
+        // More characters typed in the middle than the editor first makes room for.
+        {"abc", "<L>" + std::string(100, 'x') + "<L50>" + std::string(100, 'y'),
+         Edit({"ab" + std::string(50, 'x') + std::string(100, 'y') + std::string(50, 'x') + "c",
+               "<L51><B100><R50><B100><R>"})},
         // Steps that by design cannot be undone (the random test below
         // checks that every other command is undone by its reverse).
         {"abcd", "<L2><BW>", Edit({"", "ab<R2>"})},               // "c", "d" are lost

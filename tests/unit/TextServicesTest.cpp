@@ -173,6 +173,23 @@ TEST(TextServices, ReadUtf8File) {
     EXPECT_EQ(readUtf8File(write("overlong", "\xC0\xAF")), std::nullopt);
     EXPECT_EQ(readUtf8File((directory / "missing").string()), std::nullopt);
     EXPECT_EQ(readUtf8File(directory.string()), std::nullopt);
+    // The content is checked block by block (64 KiB): a character may straddle
+    // two blocks, a malformed byte fails wherever it is, even the last one.
+    for (const std::size_t before : {65533, 65534, 65535, 65536, 200000}) {
+        const std::string text = std::string(before, 'a') + "\xF0\x9F\x98\x80" + std::string(10, 'b');
+        EXPECT_EQ(readUtf8File(write("straddling", text)), text) << before;
+        EXPECT_EQ(readUtf8File(write("malformed", std::string(before, 'a') + "\xF0\x9F\x98")), std::nullopt) << before;
+        EXPECT_EQ(readUtf8File(write("malformed", std::string(before, 'a') + "\xFF" + std::string(before, 'a'))),
+                  std::nullopt)
+            << before;
+    }
+    // A path holding a NUL names no file, even when the text before it does.
+    EXPECT_EQ(readUtf8File(write("a", "x")), "x");
+    EXPECT_EQ(readUtf8File((directory / "a").string() + std::string(1, '\0') + "b"), std::nullopt);
+    // An endless source of malformed bytes fails within its first blocks.
+    if (std::filesystem::exists("/dev/urandom")) {
+        EXPECT_EQ(readUtf8File("/dev/urandom"), std::nullopt);
+    }
     std::filesystem::remove_all(directory);
 }
 
