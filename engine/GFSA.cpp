@@ -488,11 +488,6 @@ bool operator<(const GFSA::Transition& a, const GFSA::Transition& b) {
     return TransitionTextForm(a).view() < TransitionTextForm(b).view();
 }
 
-std::size_t TransitionHash::operator()(const GFSA::Transition& transition) const {
-    return mix(mix(0, static_cast<std::uint64_t>(transition.labelIndex)),
-               static_cast<std::uint64_t>(transition.destinationStateIndex));
-}
-
 std::size_t StateSetHash::operator()(const StateSet& stateSet) const {
     std::size_t seed = stateSet.size();
     for (const std::int64_t state : stateSet) seed = mix(seed, static_cast<std::uint64_t>(state));

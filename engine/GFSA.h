@@ -59,7 +59,10 @@ struct GFSA {
     // ---- Construction operations (pure: operands are never changed) -------
     // Every result has exactly one terminal state, state 1, without outgoing
     // transitions, and a fresh alphabet with EPSILON at index 0. Operands must
-    // carry an alphabet and a state 1.
+    // carry an alphabet and a state 1. The expression compiler does not call
+    // them: it lays out the same automata directly, without copying operands
+    // (TextualGrammar.cpp). They stay as the library's way to build automata
+    // by hand. Cost: linear in the operands (each is copied).
 
     // Two states: 0 goes to 1 by `label`; 1 is terminal.
     static GFSA init(const Label& label);
@@ -104,6 +107,11 @@ struct GFSA {
     // walk of its whole closure.
     std::optional<GFSA> determinize(const DeterminizeOptions& options = {}) const;
 
+    // The steps of the subset construction, one set at a time. determinize()
+    // does not call them, since it never stores a closure; they stay for
+    // users who follow the construction step by step. Cost: linear in the
+    // transitions of the states reached.
+
     // The epsilon closure of `stateSet`.
     StateSet closureForEpsilon(const StateSet& stateSet) const;
     // Label indices of every transition leaving a state of the set (0 included), ascending.
@@ -134,10 +142,6 @@ inline bool operator<=(const GFSA::Transition& a, const GFSA::Transition& b) {
 inline bool operator>=(const GFSA::Transition& a, const GFSA::Transition& b) {
     return !(a < b);
 }
-
-struct TransitionHash {
-    std::size_t operator()(const GFSA::Transition& transition) const;
-};
 
 } // namespace lexpand
 
