@@ -433,7 +433,14 @@ Shape EntryLineExpander::State::makeShape(std::string_view entryLine) {
     shape.assembled = true;
     shape.text.shrink_to_fit();
     shape.templates.shrink_to_fit();
+    // A shape keeps its paradigms alive, dropped from their cache or not:
+    // their paths count against the shapes' budget too.
     shape.bytes = shape.text.size() + shape.templates.size() * sizeof(FormTemplate);
+    for (const Paradigm& inflection : shape.owned.inflections) shape.bytes += inflection.heldBytes();
+    for (const DerivationParadigms& derivation : shape.owned.derivations) {
+        shape.bytes += derivation.derivation.heldBytes();
+        if (derivation.inflection) shape.bytes += derivation.inflection->heldBytes();
+    }
     return shape;
 }
 

@@ -183,7 +183,8 @@ std::string inflectionalExpression(const std::string& value) {
 
 // ---- Paradigm -----------------------------------------------------------------
 
-Paradigm::Paradigm(std::shared_ptr<const ParadigmPaths> paths) : paths_(std::move(paths)) {}
+Paradigm::Paradigm(std::shared_ptr<const ParadigmPaths> paths, std::size_t bytes)
+    : paths_(std::move(paths)), bytes_(bytes) {}
 
 Paradigm::Paradigm(std::shared_ptr<const MGFSA> grammar, std::string graphName, const ExploreOptions& options)
     : grammar_(std::move(grammar)), graphName_(std::move(graphName)), options_(options) {}
@@ -233,7 +234,7 @@ std::optional<Paradigm> ParadigmCache::explored(std::shared_ptr<const MGFSA> gra
             paths->push_back(heldPath(preparePath(path.input, path.outputs)));
             bytes += bytesOf(paths->back());
         }
-        return Paradigm(std::move(paths));
+        return Paradigm(std::move(paths), bytes);
     }
     if (end == ExplorationEnd::failed) return std::nullopt;
     bytes = 0;

@@ -70,13 +70,15 @@ std::string inflectionalExpression(const std::string& value);
 // limit). A cheap handle, shared with the cache that made it.
 class Paradigm {
 public:
-    // A paradigm whose paths are held.
-    explicit Paradigm(std::shared_ptr<const ParadigmPaths> paths);
+    // A paradigm whose paths are held, in about `bytes` of memory.
+    explicit Paradigm(std::shared_ptr<const ParadigmPaths> paths, std::size_t bytes = 0);
     // A paradigm explored on each use: the graph `graphName` of `grammar`.
     Paradigm(std::shared_ptr<const MGFSA> grammar, std::string graphName, const ExploreOptions& options);
 
     // The paths, when they are held; null otherwise.
     const ParadigmPaths* held() const { return paths_.get(); }
+    // About the memory that the held paths take (0 when they are not held).
+    std::size_t heldBytes() const { return bytes_; }
 
     // Calls visit(path) for each path, in order, until it answers false.
     // False when it was stopped so, or when the exploration fails. Cost:
@@ -86,6 +88,7 @@ public:
 
 private:
     std::shared_ptr<const ParadigmPaths> paths_;
+    std::size_t bytes_ = 0;
     std::shared_ptr<const MGFSA> grammar_;
     std::string graphName_;
     ExploreOptions options_;
