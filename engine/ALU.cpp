@@ -319,56 +319,93 @@ bool readsNothing(const Label& label) {
     return label.input == "<E>";
 }
 
+// True when every transition of the graph has a label of `labels` that is
+// not a call and a destination among the graph's states.
+bool hasOnlyPlainTransitions(const GFSA& graph, const Alphabet& labels) {
+    const std::size_t count = graph.states.size();
+    for (const GFSA::State& state : graph.states) {
+        for (const GFSA::Transition& transition : state.outGoingTransitions) {
+            if (transition.labelIndex < 0 || static_cast<std::size_t>(transition.labelIndex) >= labels.array.size() ||
+                transition.destinationStateIndex < 0 ||
+                static_cast<std::size_t>(transition.destinationStateIndex) >= count)
+                return false;
+            if (labels.array[static_cast<std::size_t>(transition.labelIndex)].input.starts_with(':')) return false;
+        }
+    }
+    return true;
+}
+
+// The landings of a graph whose transitions are plain, found depth-first in
+// post-order: a state is settled after every state it leads to, so that a
+// loop shows as a transition into an open state. Lives for one call of
+// `landings`.
+class LandingSearch {
+public:
+    LandingSearch(const GFSA& graph, const Alphabet& labels)
+        : graph_(graph), labels_(labels), marks_(graph.states.size(), Mark::fresh), landing_(graph.states.size(), 0) {}
+
+    // Settles every state reachable from `root` that is not settled yet;
+    // false when a loop is met. Cost: linear in what it settles.
+    bool settleFrom(std::size_t root) {
+        if (marks_[root] != Mark::fresh) return true;
+        open(root);
+        while (!stack_.empty()) {
+            auto& [state, next] = stack_.back();
+            const auto& transitions = graph_.states[state].outGoingTransitions;
+            if (next == transitions.size()) {
+                settle(state);
+                continue;
+            }
+            const auto destination = static_cast<std::size_t>(transitions[next++].destinationStateIndex);
+            if (marks_[destination] == Mark::open) return false; // a loop
+            if (marks_[destination] == Mark::fresh) open(destination);
+        }
+        return true;
+    }
+
+    // The landing of each state; meaningful once every state is settled.
+    std::vector<std::int64_t> takeLandings() { return std::move(landing_); }
+
+private:
+    enum class Mark : std::uint8_t { fresh, open, settled };
+
+    // Marks `state` open and pushes it with its first transition next.
+    void open(std::size_t state) {
+        marks_[state] = Mark::open;
+        stack_.emplace_back(state, 0);
+    }
+
+    // Gives the state on top of the stack, whose successors are all settled,
+    // its landing: its only successor's when it passes on, itself otherwise.
+    void settle(std::size_t state) {
+        const GFSA::State& settled = graph_.states[state];
+        const auto& transitions = settled.outGoingTransitions;
+        const bool passesOn = !settled.isTerminal && transitions.size() == 1 &&
+                              readsNothing(labels_.array[static_cast<std::size_t>(transitions[0].labelIndex)]);
+        landing_[state] = passesOn ? landing_[static_cast<std::size_t>(transitions[0].destinationStateIndex)]
+                                   : static_cast<std::int64_t>(state);
+        marks_[state] = Mark::settled;
+        stack_.pop_back();
+    }
+
+    const GFSA& graph_;
+    const Alphabet& labels_;
+    std::vector<Mark> marks_;
+    std::vector<std::int64_t> landing_;
+    std::vector<std::pair<std::size_t, std::size_t>> stack_; // state, next transition
+};
+
 // For each state of a graph without loops and calls, the state in which a
 // step into it really lands: past every state that is not terminal and has
 // one transition only, reading nothing. Absent when the graph has states
 // or labels that MGFSA::explore must judge: a call, a loop, an invalid
 // label or destination, or no state at all.
 std::optional<std::vector<std::int64_t>> landings(const GFSA& graph, const Alphabet& labels) {
-    const std::size_t count = graph.states.size();
-    if (count == 0) return std::nullopt;
-    for (const GFSA::State& state : graph.states) {
-        for (const GFSA::Transition& transition : state.outGoingTransitions) {
-            if (transition.labelIndex < 0 || static_cast<std::size_t>(transition.labelIndex) >= labels.array.size() ||
-                transition.destinationStateIndex < 0 ||
-                static_cast<std::size_t>(transition.destinationStateIndex) >= count)
-                return std::nullopt;
-            if (labels.array[static_cast<std::size_t>(transition.labelIndex)].input.starts_with(':'))
-                return std::nullopt;
-        }
-    }
-    // Depth-first, in post-order: a state is settled after every state it
-    // leads to, so that a loop shows as a transition into an open state.
-    enum class Mark : std::uint8_t { fresh, open, settled };
-    std::vector<Mark> marks(count, Mark::fresh);
-    std::vector<std::int64_t> landing(count, 0);
-    std::vector<std::pair<std::size_t, std::size_t>> stack; // state, next transition
-    for (std::size_t root = 0; root < count; ++root) {
-        if (marks[root] != Mark::fresh) continue;
-        marks[root] = Mark::open;
-        stack.emplace_back(root, 0);
-        while (!stack.empty()) {
-            auto& [state, next] = stack.back();
-            const auto& transitions = graph.states[state].outGoingTransitions;
-            if (next < transitions.size()) {
-                const auto destination = static_cast<std::size_t>(transitions[next++].destinationStateIndex);
-                if (marks[destination] == Mark::open) return std::nullopt; // a loop
-                if (marks[destination] == Mark::fresh) {
-                    marks[destination] = Mark::open;
-                    stack.emplace_back(destination, 0);
-                }
-                continue;
-            }
-            const GFSA::State& settled = graph.states[state];
-            const bool passesOn = !settled.isTerminal && transitions.size() == 1 &&
-                                  readsNothing(labels.array[static_cast<std::size_t>(transitions[0].labelIndex)]);
-            landing[state] = passesOn ? landing[static_cast<std::size_t>(transitions[0].destinationStateIndex)]
-                                      : static_cast<std::int64_t>(state);
-            marks[state] = Mark::settled;
-            stack.pop_back();
-        }
-    }
-    return landing;
+    if (graph.states.empty() || !hasOnlyPlainTransitions(graph, labels)) return std::nullopt;
+    LandingSearch search(graph, labels);
+    for (std::size_t root = 0; root < graph.states.size(); ++root)
+        if (!search.settleFrom(root)) return std::nullopt;
+    return search.takeLandings();
 }
 
 // The input of every path of the graph `name`, as MGFSA::explore gives them
