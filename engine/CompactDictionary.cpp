@@ -4,6 +4,7 @@
 #include "CompactDictionary.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <unordered_map>
 #include <utility>
@@ -49,6 +50,102 @@ std::optional<std::string_view> stringAt(std::string_view strings, std::uint64_t
     return text;
 }
 
+// Why the header of `bytes` refuses them: no signature, truncated, another
+// version, a size other than the file's, or a checksum that does not match;
+// absent when it accepts them.
+std::optional<std::string> headerProblem(std::string_view bytes) {
+    if (bytes.size() < lxdMagic.size() || std::memcmp(bytes.data(), lxdMagic.data(), lxdMagic.size()) != 0)
+        return "not a compact dictionary (no .lxd signature)";
+    if (bytes.size() < lxdHeaderSize) return "truncated: the file ends inside its header";
+    const std::uint32_t version = u32At(bytes, versionAt);
+    if (version != lxdVersion) {
+        return "a dictionary of format version " + std::to_string(version) + "; this program reads version " +
+               std::to_string(lxdVersion);
+    }
+    const std::uint64_t announced = readLittleEndian(bytes, fileSizeAt, 8);
+    if (announced > bytes.size()) {
+        return "truncated: " + std::to_string(bytes.size()) + " bytes of the " + std::to_string(announced) +
+               " that the header announces";
+    }
+    if (announced < bytes.size())
+        return "damaged: " + std::to_string(bytes.size() - announced) +
+               " bytes after the end that the header announces";
+    if (checksumOf(bytes, checksumAt) != u32At(bytes, checksumAt)) return "damaged: the checksum does not match";
+    return std::nullopt;
+}
+
+using Sections = std::array<std::string_view, lxdSectionCount>;
+
+// The sections that the header of `bytes` places; absent when one lies
+// outside the file.
+std::optional<Sections> sectionsOf(std::string_view bytes) {
+    Sections sections;
+    for (std::size_t s = 0; s < lxdSectionCount; ++s) {
+        const std::uint64_t offset = u32At(bytes, sectionsAt + 8 * s);
+        const std::uint64_t size = u32At(bytes, sectionsAt + 8 * s + 4);
+        if (offset < lxdHeaderSize || offset + size > bytes.size()) return std::nullopt;
+        sections[s] = bytes.substr(offset, size);
+    }
+    return sections;
+}
+
+// The counts that the header of `bytes` announces.
+CompactDictionaryInfo infoOf(std::string_view bytes) {
+    CompactDictionaryInfo info;
+    info.forms = readLittleEndian(bytes, formCountAt, 8);
+    info.pairs = readLittleEndian(bytes, pairCountAt, 8);
+    info.analyses = u32At(bytes, analysisCountAt);
+    info.lists = u32At(bytes, listCountAt);
+    info.states = u32At(bytes, stateCountAt);
+    info.arcs = u32At(bytes, arcCountAt);
+    info.symbols = u32At(bytes, symbolCountAt);
+    info.longestForm = u32At(bytes, longestFormAt);
+    info.bytes = bytes.size();
+    return info;
+}
+
+// Moves `at` as a dense table's `entry` says; false when it holds no arc.
+inline bool followEntry(std::uint32_t entry, CompactDictionary::Position& at) {
+    if (entry == noTarget) return false;
+    at.state = entry / 2;
+    at.isFinal = (entry & 1) != 0;
+    return true;
+}
+
+// Reads the head of a final state at `position`; true when arcs follow it.
+inline bool headHasArcs(std::string_view automaton, std::size_t& position) {
+    const std::optional<std::uint32_t> head = readVarint(automaton, position);
+    return head && (*head & 1) != 0;
+}
+
+// The symbol of the arc whose first byte gave `kind`, `position` moved past
+// the number of an escaped label.
+inline std::uint32_t arcSymbolOf(const ArcByte& kind, std::string_view automaton, std::size_t& position) {
+    if (kind.label != escapedLabel) return kind.label;
+    return directLabels + readVarint(automaton, position).value_or(noSymbol);
+}
+
+// Moves `at` to the target of the arc whose first byte gave `kind` and whose
+// label ends at `position`; false when its offset does not decode.
+inline bool followArc(const ArcByte& kind, std::string_view automaton, std::size_t position,
+                      CompactDictionary::Position& at) {
+    if (kind.targetFollows) {
+        at.state = static_cast<std::uint32_t>(position);
+    } else {
+        const std::optional<std::uint32_t> target = readVarint(automaton, position);
+        if (!target) return false;
+        at.state = *target;
+    }
+    at.isFinal = kind.targetFinal;
+    return true;
+}
+
+// Moves `position` past a varint, stopping at `size`.
+inline void skipVarint(const unsigned char* bytes, std::size_t size, std::size_t& position) {
+    while (position < size && (bytes[position++] & 0x80) != 0) {
+    }
+}
+
 } // namespace
 
 CompactDictionaryOpening CompactDictionary::open(const std::string& path) {
@@ -62,110 +159,83 @@ CompactDictionaryOpening CompactDictionary::open(const std::string& path) {
 }
 
 CompactDictionaryOpening CompactDictionary::fromBytes(std::string_view bytes) {
-    if (bytes.size() < lxdMagic.size() || std::memcmp(bytes.data(), lxdMagic.data(), lxdMagic.size()) != 0)
-        return refuse("not a compact dictionary (no .lxd signature)");
-    if (bytes.size() < lxdHeaderSize) return refuse("truncated: the file ends inside its header");
-    const std::uint32_t version = u32At(bytes, versionAt);
-    if (version != lxdVersion) {
-        return refuse("a dictionary of format version " + std::to_string(version) + "; this program reads version " +
-                      std::to_string(lxdVersion));
-    }
-    const std::uint64_t announced = readLittleEndian(bytes, fileSizeAt, 8);
-    if (announced > bytes.size()) {
-        return refuse("truncated: " + std::to_string(bytes.size()) + " bytes of the " + std::to_string(announced) +
-                      " that the header announces");
-    }
-    if (announced < bytes.size()) {
-        return refuse("damaged: " + std::to_string(bytes.size() - announced) +
-                      " bytes after the end that the header announces");
-    }
-    if (checksumOf(bytes, checksumAt) != u32At(bytes, checksumAt))
-        return refuse("damaged: the checksum does not match");
-
+    if (std::optional<std::string> problem = headerProblem(bytes)) return refuse(std::move(*problem));
+    const std::optional<Sections> sections = sectionsOf(bytes);
+    if (!sections) return refuse("damaged: a section lies outside the file");
     CompactDictionary dictionary;
     dictionary.bytes_ = bytes;
-    std::string_view sections[lxdSectionCount];
-    for (std::size_t s = 0; s < lxdSectionCount; ++s) {
-        const std::uint64_t offset = u32At(bytes, sectionsAt + 8 * s);
-        const std::uint64_t size = u32At(bytes, sectionsAt + 8 * s + 4);
-        if (offset < lxdHeaderSize || offset + size > bytes.size())
-            return refuse("damaged: a section lies outside the file");
-        sections[s] = bytes.substr(offset, size);
-    }
-    CompactDictionaryInfo& info = dictionary.info_;
-    info.forms = readLittleEndian(bytes, formCountAt, 8);
-    info.pairs = readLittleEndian(bytes, pairCountAt, 8);
-    info.analyses = u32At(bytes, analysisCountAt);
-    info.lists = u32At(bytes, listCountAt);
-    info.states = u32At(bytes, stateCountAt);
-    info.arcs = u32At(bytes, arcCountAt);
-    info.symbols = u32At(bytes, symbolCountAt);
-    info.longestForm = u32At(bytes, longestFormAt);
-    info.bytes = bytes.size();
+    dictionary.info_ = infoOf(bytes);
     dictionary.root_ = u32At(bytes, rootAt);
-    dictionary.automaton_ = sections[automatonSection];
-    dictionary.lists_ = sections[listsSection];
+    dictionary.automaton_ = (*sections)[automatonSection];
+    dictionary.lists_ = (*sections)[listsSection];
+    std::optional<std::string> problem = dictionary.readSymbols((*sections)[symbolsSection]);
+    if (!problem) {
+        problem = dictionary.readAnalyses((*sections)[analysesSection], (*sections)[stringsSection],
+                                          u32At(bytes, referenceWidthAt));
+    }
+    if (!problem) problem = dictionary.checkAutomatonSection();
+    if (problem) return refuse(std::move(*problem));
+    return CompactDictionaryOpening{std::move(dictionary), std::string()};
+}
 
-    // Symbols: distinct scalars.
-    const std::string_view symbols = sections[symbolsSection];
-    if (symbols.size() != std::uint64_t{info.symbols} * 4)
-        return refuse("damaged: the symbol table has the wrong size");
-    dictionary.smallSymbols_.assign(smallScalars, 0);
-    for (std::uint32_t s = 0; s < info.symbols; ++s) {
+std::optional<std::string> CompactDictionary::readSymbols(std::string_view symbols) {
+    if (symbols.size() != std::uint64_t{info_.symbols} * 4) return "damaged: the symbol table has the wrong size";
+    smallSymbols_.assign(smallScalars, 0);
+    for (std::uint32_t s = 0; s < info_.symbols; ++s) {
         const std::uint32_t scalar = u32At(symbols, 4 * std::size_t{s});
-        if (!isScalar(scalar)) return refuse("damaged: a symbol is not a Unicode scalar");
-        dictionary.symbols_.push_back(scalar);
+        if (!isScalar(scalar)) return "damaged: a symbol is not a Unicode scalar";
+        symbols_.push_back(scalar);
         std::string text;
         appendScalar(text, scalar);
-        dictionary.symbolSuitsSuffixEdits_.push_back(suitsSuffixEdits(text) ? 1 : 0);
-        if (scalar < smallScalars) {
-            if (dictionary.smallSymbols_[scalar] != 0) return refuse("damaged: a symbol occurs twice");
-            dictionary.smallSymbols_[scalar] = s + 1;
-        } else {
-            dictionary.largeSymbols_.emplace_back(scalar, s);
+        symbolSuitsSuffixEdits_.push_back(suitsSuffixEdits(text) ? 1 : 0);
+        if (scalar >= smallScalars) {
+            largeSymbols_.emplace_back(scalar, s);
+            continue;
         }
+        if (smallSymbols_[scalar] != 0) return "damaged: a symbol occurs twice";
+        smallSymbols_[scalar] = s + 1;
     }
-    std::sort(dictionary.largeSymbols_.begin(), dictionary.largeSymbols_.end());
-    if (std::adjacent_find(dictionary.largeSymbols_.begin(), dictionary.largeSymbols_.end(),
-                           [](const auto& a, const auto& b) { return a.first == b.first; }) !=
-        dictionary.largeSymbols_.end())
-        return refuse("damaged: a symbol occurs twice");
+    std::sort(largeSymbols_.begin(), largeSymbols_.end());
+    if (std::adjacent_find(largeSymbols_.begin(), largeSymbols_.end(),
+                           [](const auto& a, const auto& b) { return a.first == b.first; }) != largeSymbols_.end())
+        return "damaged: a symbol occurs twice";
+    return std::nullopt;
+}
 
-    // Analyses: two references into the strings each; commands prepared once.
-    const std::uint32_t width = u32At(bytes, referenceWidthAt);
-    if (width < 1 || width > 4) return refuse("damaged: bad width of string references");
-    const std::string_view analyses = sections[analysesSection];
-    if (analyses.size() != std::uint64_t{info.analyses} * 2 * width)
-        return refuse("damaged: the analysis table has the wrong size");
-    const std::string_view strings = sections[stringsSection];
+std::optional<std::string> CompactDictionary::readAnalyses(std::string_view analyses, std::string_view strings,
+                                                           std::uint32_t width) {
+    if (width < 1 || width > 4) return "damaged: bad width of string references";
+    if (analyses.size() != std::uint64_t{info_.analyses} * 2 * width)
+        return "damaged: the analysis table has the wrong size";
     std::unordered_map<std::uint64_t, std::uint32_t> commandIndexOf;
-    dictionary.analyses_.reserve(info.analyses);
-    for (std::uint32_t a = 0; a < info.analyses; ++a) {
+    analyses_.reserve(info_.analyses);
+    for (std::uint32_t a = 0; a < info_.analyses; ++a) {
         const std::uint64_t commandAt = readLittleEndian(analyses, 2 * width * std::size_t{a}, width);
         const std::uint64_t propertiesAt = readLittleEndian(analyses, (2 * std::size_t{a} + 1) * width, width);
         const std::optional<std::string_view> command = stringAt(strings, commandAt);
         const std::optional<std::string_view> properties = stringAt(strings, propertiesAt);
-        if (!command || !properties) return refuse("damaged: an analysis names no valid string");
-        auto [entry, isNew] =
-            commandIndexOf.emplace(commandAt, static_cast<std::uint32_t>(dictionary.commands_.size()));
+        if (!command || !properties) return "damaged: an analysis names no valid string";
+        auto [entry, isNew] = commandIndexOf.emplace(commandAt, static_cast<std::uint32_t>(commands_.size()));
         if (isNew) {
             std::optional<ReverseCommand> prepared = ReverseCommand::prepare(*command);
-            if (!prepared) return refuse("damaged: a reverse command does not parse");
-            dictionary.commands_.push_back(std::move(*prepared));
+            if (!prepared) return "damaged: a reverse command does not parse";
+            commands_.push_back(std::move(*prepared));
         }
-        dictionary.analyses_.push_back(PreparedAnalysis{*command, *properties, entry->second});
+        analyses_.push_back(PreparedAnalysis{*command, *properties, entry->second});
     }
+    return std::nullopt;
+}
 
-    // The automaton, and every list a final state names.
+std::optional<std::string> CompactDictionary::checkAutomatonSection() {
     std::unordered_map<std::uint32_t, std::uint32_t> listLengths;
     const auto listLength = [&](std::uint32_t offset) -> std::optional<std::uint32_t> {
         if (const auto known = listLengths.find(offset); known != listLengths.end()) return known->second;
         std::size_t position = offset;
-        const std::optional<std::uint32_t> count = readVarint(dictionary.lists_, position);
-        if (!count || *count == 0 || *count > info.analyses) return std::nullopt;
+        const std::optional<std::uint32_t> count = readVarint(lists_, position);
+        if (!count || *count == 0 || *count > info_.analyses) return std::nullopt;
         for (std::uint32_t i = 0; i < *count; ++i) {
-            const std::optional<std::uint32_t> analysis = readVarint(dictionary.lists_, position);
-            if (!analysis || *analysis >= info.analyses) return std::nullopt;
+            const std::optional<std::uint32_t> analysis = readVarint(lists_, position);
+            if (!analysis || *analysis >= info_.analyses) return std::nullopt;
         }
         listLengths.emplace(offset, *count);
         return *count;
@@ -176,13 +246,13 @@ CompactDictionaryOpening CompactDictionary::fromBytes(std::string_view bytes) {
         if (arcs >= denseArcs) denseStates.push_back(DenseCandidate{offset, arcsBegin, arcs});
     };
     const std::optional<AutomatonCounts> counts =
-        checkAutomaton(dictionary.automaton_, dictionary.root_, info.symbols, listLength, onState, problem);
-    if (!counts) return refuse("damaged: " + problem);
-    if (counts->forms != info.forms || counts->pairs != info.pairs || counts->states != info.states ||
-        counts->arcs != info.arcs || counts->longestForm != info.longestForm || listLengths.size() != info.lists)
-        return refuse("damaged: the automaton does not hold what the header announces");
-    dictionary.buildDenseTables(std::move(denseStates));
-    return CompactDictionaryOpening{std::move(dictionary), std::string()};
+        checkAutomaton(automaton_, root_, info_.symbols, listLength, onState, problem);
+    if (!counts) return "damaged: " + problem;
+    if (counts->forms != info_.forms || counts->pairs != info_.pairs || counts->states != info_.states ||
+        counts->arcs != info_.arcs || counts->longestForm != info_.longestForm || listLengths.size() != info_.lists)
+        return "damaged: the automaton does not hold what the header announces";
+    buildDenseTables(std::move(denseStates));
+    return std::nullopt;
 }
 
 void CompactDictionary::buildDenseTables(std::vector<DenseCandidate> candidates) {
@@ -257,18 +327,10 @@ std::uint32_t CompactDictionary::nextSymbol(std::string_view text, std::size_t& 
 }
 
 bool CompactDictionary::step(Position& at, std::uint32_t symbol) const {
-    if (const std::uint32_t* table = denseTableOf(at.state); table != nullptr && symbol < denseWidth_) {
-        const std::uint32_t entry = table[symbol];
-        if (entry == noTarget) return false;
-        at.state = entry / 2;
-        at.isFinal = (entry & 1) != 0;
-        return true;
-    }
+    if (const std::uint32_t* table = denseTableOf(at.state); table != nullptr && symbol < denseWidth_)
+        return followEntry(table[symbol], at);
     std::size_t position = at.state;
-    if (at.isFinal) {
-        const std::optional<std::uint32_t> head = readVarint(automaton_, position);
-        if (!head || (*head & 1) == 0) return false;
-    }
+    if (at.isFinal && !headHasArcs(automaton_, position)) return false;
     // The checks made when the file was opened guarantee that the arcs of
     // every reachable state lie inside the automaton; the bounds are tested
     // anyway, at the cost of one comparison per byte.
@@ -276,24 +338,9 @@ bool CompactDictionary::step(Position& at, std::uint32_t symbol) const {
     const std::size_t size = automaton_.size();
     while (position < size) {
         const ArcByte kind = arcByteTable[bytes[position++]];
-        std::uint32_t arcSymbol = kind.label;
-        if (kind.label == escapedLabel) arcSymbol = directLabels + readVarint(automaton_, position).value_or(noSymbol);
-        if (arcSymbol == symbol) {
-            if (kind.targetFollows) {
-                at.state = static_cast<std::uint32_t>(position);
-            } else {
-                const std::optional<std::uint32_t> target = readVarint(automaton_, position);
-                if (!target) return false;
-                at.state = *target;
-            }
-            at.isFinal = kind.targetFinal;
-            return true;
-        }
+        if (arcSymbolOf(kind, automaton_, position) == symbol) return followArc(kind, automaton_, position, at);
         if (kind.last) return false;
-        if (!kind.targetFollows) {
-            while (position < size && (bytes[position++] & 0x80) != 0) {
-            }
-        }
+        if (!kind.targetFollows) skipVarint(bytes, size, position);
     }
     return false;
 }

@@ -136,6 +136,15 @@ private:
         std::uint32_t arcs;
     };
     void buildDenseTables(std::vector<DenseCandidate> candidates);
+    // The steps of fromBytes after the header, each answering why it refuses
+    // the file (absent when it accepts it). readSymbols fills the symbol
+    // tables from the symbol section; readAnalyses the analyses, with their
+    // commands prepared once, from the analysis section of references
+    // `width` bytes wide into `strings`; checkAutomatonSection checks the
+    // automaton against the header and builds the dense tables.
+    std::optional<std::string> readSymbols(std::string_view symbols);
+    std::optional<std::string> readAnalyses(std::string_view analyses, std::string_view strings, std::uint32_t width);
+    std::optional<std::string> checkAutomatonSection();
 
     std::optional<MappedFile> file_;
     std::string_view bytes_;
