@@ -61,8 +61,26 @@ private:
         std::optional<ReverseCommand> prepared;
     };
 
+    struct Grouping;
+    struct AnalysisSections;
+
     // suitsSuffixEdits(form), known for most scalars without ICU.
     bool formSuitsSuffixEdits(std::string_view form);
+
+    // The steps of build. formOf: the form of a pair. sortPairs: the pairs
+    // by form, then in the order added. analysesOfForm: fills `list` with
+    // the distinct analyses of the pairs from `begin` on that share its
+    // form, in order, and answers the end of those pairs. groupPairs: the
+    // sorted pairs grouped by form into lists, with the automaton of the
+    // forms; empties pairs_ and forms_. encodeAnalyses: the strings and
+    // analyses sections, analyses in the order of `analysisRank`; absent,
+    // with the reason in `problem`, past the format's limit.
+    std::string_view formOf(const Pair& pair) const;
+    void sortPairs();
+    std::size_t analysesOfForm(std::size_t begin, std::vector<std::uint32_t>& list) const;
+    Grouping groupPairs();
+    std::optional<AnalysisSections> encodeAnalyses(const std::vector<std::uint32_t>& analysisRank,
+                                                   std::string& problem) const;
 
     std::string forms_; // every form added, one after the other
     std::vector<Pair> pairs_;
