@@ -71,6 +71,41 @@ bool isPlainName(const std::string& value) {
     return inflectionalExpression(value) != value;
 }
 
+// A "DRV=" item of an entry: the derivation, the inflection of what it
+// derives (empty for none), and the offset of its value in the line.
+struct DerivationItem {
+    std::string derivationName;
+    std::string inflectionName;
+    std::size_t at;
+};
+
+// `finding` with an offset within a value moved to the value's offset `at`
+// in the line.
+EntryFinding locatedAt(const EntryFinding& finding, std::size_t at) {
+    EntryFinding located = finding;
+    if (located.owner == Owner::entry) located.offset += at;
+    return located;
+}
+
+// Where the property items of `line` cannot be split: an unclosed quote or
+// bracket, or a backslash at the end; absent when they can.
+std::optional<EntryFinding> propertiesSyntaxFinding(std::string_view line, const LexemeView& lexeme) {
+    const std::optional<std::size_t> at = propertiesSplitFailure(lexeme.properties);
+    if (!at) return std::nullopt;
+    const auto propertiesBegin = static_cast<std::size_t>(lexeme.properties.data() - line.data());
+    const char c = lexeme.properties[*at];
+    std::string text = c == '"'   ? message::unclosedQuote()
+                       : c == '<' ? message::unclosedBracket()
+                                  : message::backslashAtEnd();
+    return atEntry(DiagnosticCode::malformedProperties, std::move(text), propertiesBegin + *at);
+}
+
+// The offset of the value of the item `key` + `value` ("FLX=" and a name) in `line`.
+std::size_t valueOffset(std::string_view line, const LexemeView& lexeme, std::string_view key,
+                        const std::string& value) {
+    return itemOffset(line, lexeme, std::string(key) + value) + key.size();
+}
+
 } // namespace
 
 // What is known of one paradigm: its paths (held while few, explored again
@@ -115,6 +150,22 @@ struct EntryDiagnoser::State {
     std::optional<EntryFinding> checkDerivation(const std::string& derivationName, const std::string& inflectionName,
                                                 const std::string& lemma, std::size_t at);
     std::optional<EntryParadigms> paradigmsOf(const ALU& alu);
+
+    // The steps of diagnose, each the first finding of its step or absent.
+    // paradigmFinding: every paradigm explored, inflections then
+    // derivations, as the paradigm cache explores them; fills
+    // `derivations`. commandFinding: every command applied, inflections
+    // then derivations. formLineFinding (last, never absent): the line of
+    // each form.
+    std::optional<EntryFinding> paradigmFinding(std::string_view line, const LexemeView& lexeme, const ALU& alu,
+                                                std::vector<DerivationItem>& derivations);
+    std::optional<EntryFinding> derivationFinding(const DerivationItem& derivation);
+    std::optional<EntryFinding> commandFinding(std::string_view line, const LexemeView& lexeme, const ALU& alu,
+                                               const std::vector<DerivationItem>& derivations);
+    EntryFinding formLineFinding(const ALU& alu, const std::vector<DerivationItem>& derivations);
+    std::optional<EntryFinding> derivedCategoryFinding(const EntryParadigms& entryParadigms,
+                                                       const std::vector<DerivationItem>& derivations,
+                                                       const std::string& category) const;
 };
 
 // Puts the graph of the "FLX=" value `value` in grammarWithMain as "_Main";
@@ -386,99 +437,107 @@ std::optional<EntryParadigms> EntryDiagnoser::paradigmsOf(const ALU& alu) {
     return state_->paradigmsOf(alu);
 }
 
-EntryFinding EntryDiagnoser::diagnose(std::string_view line) {
-    State& state = *state_;
-    const std::optional<LexemeView> lexeme = parseLexemeView(line);
-    if (!lexeme) return explainNotAnEntry(line);
-    const auto propertiesBegin = static_cast<std::size_t>(lexeme->properties.data() - line.data());
-    if (const std::optional<std::size_t> at = propertiesSplitFailure(lexeme->properties)) {
-        const char c = lexeme->properties[*at];
-        std::string text = c == '"'   ? message::unclosedQuote()
-                           : c == '<' ? message::unclosedBracket()
-                                      : message::backslashAtEnd();
-        return atEntry(DiagnosticCode::malformedProperties, std::move(text), propertiesBegin + *at);
+std::optional<EntryFinding> EntryDiagnoser::State::paradigmFinding(std::string_view line, const LexemeView& lexeme,
+                                                                   const ALU& alu,
+                                                                   std::vector<DerivationItem>& derivations) {
+    for (const std::string& value : alu.flxParadigms) {
+        const Explored& explored = ofValue(value);
+        if (explored.finding) return locatedAt(*explored.finding, valueOffset(line, lexeme, "FLX=", value));
     }
-    const std::optional<ALU> alu = ALU::init(line, &state.definitions);
-    if (!alu) return atEntry(DiagnosticCode::entryFails, message::entryFails(), 0);
-
-    // The paradigms are explored first, inflections then derivations, as
-    // the paradigm cache explores them.
-    const auto locatedAt = [&](const EntryFinding& finding, std::size_t at) {
-        EntryFinding located = finding;
-        if (located.owner == Owner::entry) located.offset += at;
-        return located;
-    };
-    for (const std::string& value : alu->flxParadigms) {
-        const std::size_t at = itemOffset(line, *lexeme, "FLX=" + value) + 4;
-        const Explored& explored = state.ofValue(value);
-        if (explored.finding) return locatedAt(*explored.finding, at);
-    }
-    struct Derivation {
-        std::string derivationName;
-        std::string inflectionName;
-        std::size_t at;
-    };
-    std::vector<Derivation> derivations;
-    for (const std::string& value : alu->drvParadigms) {
-        const std::size_t at = itemOffset(line, *lexeme, "DRV=" + value) + 4;
+    for (const std::string& value : alu.drvParadigms) {
+        const std::size_t at = valueOffset(line, lexeme, "DRV=", value);
         const std::size_t colon = value.rfind(':');
-        if (colon == std::string::npos && alu->flxParadigms.empty())
+        if (colon == std::string::npos && alu.flxParadigms.empty())
             return atEntry(DiagnosticCode::derivationWithoutInflection, message::derivationWithoutInflection(value),
                            at);
-        Derivation derivation{colon == std::string::npos ? value : value.substr(0, colon),
-                              colon == std::string::npos ? alu->flxParadigms.front() : value.substr(colon + 1), at};
-        if (const Explored& explored = state.ofGraph(derivation.derivationName); explored.finding)
-            return locatedAt(*explored.finding, at);
-        if (!derivation.inflectionName.empty()) {
-            if (const Explored& explored = state.ofGraph(derivation.inflectionName); explored.finding)
-                return locatedAt(*explored.finding, at);
-        }
+        DerivationItem derivation{colon == std::string::npos ? value : value.substr(0, colon),
+                                  colon == std::string::npos ? alu.flxParadigms.front() : value.substr(colon + 1), at};
+        if (std::optional<EntryFinding> finding = derivationFinding(derivation)) return finding;
         derivations.push_back(std::move(derivation));
     }
+    return std::nullopt;
+}
 
-    // Then every command is applied, inflections then derivations.
-    for (const std::string& value : alu->flxParadigms) {
-        const std::size_t at = itemOffset(line, *lexeme, "FLX=" + value) + 4;
-        if (std::optional<EntryFinding> finding = state.checkInflection(value, alu->entry, at)) return *finding;
-    }
-    for (const Derivation& derivation : derivations) {
+// Why the derivation or the inflection of `derivation` cannot be explored;
+// absent when both can.
+std::optional<EntryFinding> EntryDiagnoser::State::derivationFinding(const DerivationItem& derivation) {
+    if (const Explored& explored = ofGraph(derivation.derivationName); explored.finding)
+        return locatedAt(*explored.finding, derivation.at);
+    if (derivation.inflectionName.empty()) return std::nullopt;
+    if (const Explored& explored = ofGraph(derivation.inflectionName); explored.finding)
+        return locatedAt(*explored.finding, derivation.at);
+    return std::nullopt;
+}
+
+std::optional<EntryFinding> EntryDiagnoser::State::commandFinding(std::string_view line, const LexemeView& lexeme,
+                                                                  const ALU& alu,
+                                                                  const std::vector<DerivationItem>& derivations) {
+    for (const std::string& value : alu.flxParadigms) {
         if (std::optional<EntryFinding> finding =
-                state.checkDerivation(derivation.derivationName, derivation.inflectionName, alu->entry, derivation.at))
-            return *finding;
+                checkInflection(value, alu.entry, valueOffset(line, lexeme, "FLX=", value)))
+            return finding;
     }
+    for (const DerivationItem& derivation : derivations) {
+        if (std::optional<EntryFinding> finding =
+                checkDerivation(derivation.derivationName, derivation.inflectionName, alu.entry, derivation.at))
+            return finding;
+    }
+    return std::nullopt;
+}
 
-    // Last, the line of each form.
-    const std::optional<EntryParadigms> entryParadigms = state.paradigmsOf(*alu);
+// Only a derivation gives a form a category of its own: the finding of the
+// first derivation with a path that gives `category`, which is not a
+// category; absent when none gives it.
+std::optional<EntryFinding>
+EntryDiagnoser::State::derivedCategoryFinding(const EntryParadigms& entryParadigms,
+                                              const std::vector<DerivationItem>& derivations,
+                                              const std::string& category) const {
+    std::optional<EntryFinding> finding;
+    for (std::size_t d = 0; d < derivations.size() && !finding; ++d) {
+        entryParadigms.derivations[d].derivation.forEachPath([&](const ParadigmPath& path) {
+            if (path.derivedInformation && path.derivedInformation->category == category) {
+                const std::string& name = derivations[d].derivationName;
+                finding = atRule(DiagnosticCode::ruleFails, message::derivedCategoryNotCapital(name, category), name);
+            }
+            return !finding;
+        });
+    }
+    return finding;
+}
+
+EntryFinding EntryDiagnoser::State::formLineFinding(const ALU& alu, const std::vector<DerivationItem>& derivations) {
+    const std::optional<EntryParadigms> entryParadigms = paradigmsOf(alu);
     if (!entryParadigms) return atEntry(DiagnosticCode::entryFails, message::entryFails(), 0);
     std::optional<EntryFinding> finding;
-    forEachForm(*alu, *entryParadigms, [&](const EntryForm& form) {
+    forEachForm(alu, *entryParadigms, [&](const EntryForm& form) {
         const std::vector<std::string> properties =
-            sortedPropertyList(listedProperties(*alu, form), std::string(form.reverseCommand));
-        if (assembleFormLine(form.wordForm, *form.category, alu->morphologicalProperties, properties,
-                             state.definitions))
+            sortedPropertyList(listedProperties(alu, form), std::string(form.reverseCommand));
+        if (assembleFormLine(form.wordForm, *form.category, alu.morphologicalProperties, properties, definitions))
             return true;
         const std::optional<std::string> text = Morphology::addCategoryAndAllProperties(
-            *form.category, &alu->morphologicalProperties, properties, state.definitions);
+            *form.category, &alu.morphologicalProperties, properties, definitions);
         if (text || form.derivationProperties == nullptr) {
             finding = atEntry(DiagnosticCode::invalidForm,
                               message::invalidForm(std::string(form.wordForm) + "," + text.value_or("")), 0);
             return false;
         }
-        // Only a derivation gives a form a category of its own: the first
-        // derivation with a path that gives this one.
-        for (std::size_t d = 0; d < derivations.size() && !finding; ++d) {
-            entryParadigms->derivations[d].derivation.forEachPath([&](const ParadigmPath& path) {
-                if (path.derivedInformation && path.derivedInformation->category == *form.category) {
-                    const std::string& name = derivations[d].derivationName;
-                    finding = atRule(DiagnosticCode::ruleFails,
-                                     message::derivedCategoryNotCapital(name, *form.category), name);
-                }
-                return !finding;
-            });
-        }
+        finding = derivedCategoryFinding(*entryParadigms, derivations, *form.category);
         return false;
     });
     return finding.value_or(atEntry(DiagnosticCode::entryFails, message::entryFails(), 0));
+}
+
+EntryFinding EntryDiagnoser::diagnose(std::string_view line) {
+    State& state = *state_;
+    const std::optional<LexemeView> lexeme = parseLexemeView(line);
+    if (!lexeme) return explainNotAnEntry(line);
+    if (std::optional<EntryFinding> finding = propertiesSyntaxFinding(line, *lexeme)) return *finding;
+    const std::optional<ALU> alu = ALU::init(line, &state.definitions);
+    if (!alu) return atEntry(DiagnosticCode::entryFails, message::entryFails(), 0);
+    std::vector<DerivationItem> derivations;
+    if (std::optional<EntryFinding> finding = state.paradigmFinding(line, *lexeme, *alu, derivations)) return *finding;
+    if (std::optional<EntryFinding> finding = state.commandFinding(line, *lexeme, *alu, derivations)) return *finding;
+    return state.formLineFinding(*alu, derivations);
 }
 
 EntryFinding explainNotAnEntry(std::string_view line) {
