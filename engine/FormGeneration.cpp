@@ -39,6 +39,79 @@ std::size_t leastCharacters(std::string_view completion) {
     return count;
 }
 
+// The forms of one query found in a dictionary, with the place of their
+// analysis in the form's list.
+class FormCollector {
+public:
+    FormCollector(const CompactDictionary& dictionary, const GenerationQuery& query)
+        : dictionary_(dictionary), query_(query) {}
+
+    // Collects the forms of the analysis, whose reverse command only deletes
+    // and types at the end: the lemma is the form without its last k
+    // characters, then the typed text, so the form is the lemma's stem
+    // followed by k characters. Cost: the states below the stem within
+    // about k characters.
+    void collectSuffixEdited(std::uint32_t analysis, const ReverseCommand& command) {
+        if (!std::string_view(query_.lemma).ends_with(command.typed())) return;
+        const std::string_view stem =
+            std::string_view(query_.lemma).substr(0, query_.lemma.size() - command.typed().size());
+        const std::vector<std::uint32_t> wanted{analysis};
+        dictionary_.walk(stem, [&](std::string_view text, const CompactDictionary::Position& at) {
+            if (leastCharacters(text.substr(stem.size())) > command.deletions()) return Walk::skipBelow;
+            if (at.isFinal) collect(text, at, wanted);
+            return Walk::descend;
+        });
+    }
+
+    // Collects the forms of the analyses `wanted` over every form of the dictionary.
+    void collectAnywhere(const std::vector<std::uint32_t>& wanted) {
+        dictionary_.walk("", [&](std::string_view text, const CompactDictionary::Position& at) {
+            if (at.isFinal) collect(text, at, wanted);
+            return Walk::descend;
+        });
+    }
+
+    // The forms collected, in ascending order, the analyses of one form in
+    // their order in its list, each once.
+    std::vector<GeneratedForm> takeForms() {
+        std::sort(found_.begin(), found_.end(), [](const Found& a, const Found& b) {
+            return a.form != b.form ? a.form < b.form : a.place < b.place;
+        });
+        found_.erase(std::unique(found_.begin(), found_.end(),
+                                 [](const Found& a, const Found& b) { return a.form == b.form && a.place == b.place; }),
+                     found_.end());
+        std::vector<GeneratedForm> forms;
+        forms.reserve(found_.size());
+        for (Found& f : found_) forms.push_back(GeneratedForm{std::move(f.form), f.analysis});
+        return forms;
+    }
+
+private:
+    // Records the form at `at` when one of `wanted` gives the query's lemma.
+    void collect(std::string_view form, const CompactDictionary::Position& at,
+                 const std::vector<std::uint32_t>& wanted) {
+        analyses_.clear();
+        dictionary_.analysesAt(at, analyses_);
+        for (std::size_t place = 0; place < analyses_.size(); ++place) {
+            if (std::find(wanted.begin(), wanted.end(), analyses_[place]) == wanted.end()) continue;
+            lemma_.clear();
+            if (dictionary_.appendLemma(lemma_, form, at, analyses_[place]) && lemma_ == query_.lemma)
+                found_.push_back(Found{std::string(form), place, analyses_[place]});
+        }
+    }
+
+    struct Found {
+        std::string form;
+        std::size_t place; // of the analysis in the form's list
+        std::uint32_t analysis;
+    };
+    const CompactDictionary& dictionary_;
+    const GenerationQuery& query_;
+    std::vector<Found> found_;
+    std::vector<std::uint32_t> analyses_; // scratch
+    std::string lemma_;                   // scratch
+};
+
 } // namespace
 
 std::optional<GenerationQuery> parseGenerationQuery(std::string_view line) {
@@ -66,7 +139,7 @@ FormGenerator::FormGenerator(const CompactDictionary& dictionary) : dictionary_(
     }
 }
 
-std::vector<GeneratedForm> FormGenerator::generate(const GenerationQuery& query) const {
+std::vector<std::uint32_t> FormGenerator::candidatesOf(const GenerationQuery& query) const {
     std::vector<std::uint32_t> candidates;
     for (std::uint32_t analysis = 0; analysis < items_.size(); ++analysis) {
         const std::optional<AnalysisItems>& items = items_[analysis];
@@ -76,64 +149,21 @@ std::vector<GeneratedForm> FormGenerator::generate(const GenerationQuery& query)
         });
         if (hasAll) candidates.push_back(analysis);
     }
+    return candidates;
+}
 
-    // (form, place of the analysis in the form's list, analysis)
-    struct Found {
-        std::string form;
-        std::size_t place;
-        std::uint32_t analysis;
-    };
-    std::vector<Found> found;
-    std::vector<std::uint32_t> analyses;
-    std::string lemma;
-    // Records the form at `at` when one of `wanted` gives the query's lemma.
-    const auto collect = [&](std::string_view form, const CompactDictionary::Position& at,
-                             const std::vector<std::uint32_t>& wanted) {
-        analyses.clear();
-        dictionary_.analysesAt(at, analyses);
-        for (std::size_t place = 0; place < analyses.size(); ++place) {
-            if (std::find(wanted.begin(), wanted.end(), analyses[place]) == wanted.end()) continue;
-            lemma.clear();
-            if (dictionary_.appendLemma(lemma, form, at, analyses[place]) && lemma == query.lemma)
-                found.push_back(Found{std::string(form), place, analyses[place]});
-        }
-    };
-
+std::vector<GeneratedForm> FormGenerator::generate(const GenerationQuery& query) const {
+    FormCollector collector(dictionary_, query);
     std::vector<std::uint32_t> anywhere; // analyses whose forms may lie anywhere
-    for (const std::uint32_t analysis : candidates) {
+    for (const std::uint32_t analysis : candidatesOf(query)) {
         const ReverseCommand& command = dictionary_.preparedCommandOf(analysis);
-        if (!command.isSuffixEdit()) {
+        if (command.isSuffixEdit())
+            collector.collectSuffixEdited(analysis, command);
+        else
             anywhere.push_back(analysis);
-            continue;
-        }
-        // The lemma is the form without its last k characters, then the typed
-        // text: the form is the lemma's stem followed by k characters.
-        if (!std::string_view(query.lemma).ends_with(command.typed())) continue;
-        const std::string_view stem =
-            std::string_view(query.lemma).substr(0, query.lemma.size() - command.typed().size());
-        const std::vector<std::uint32_t> wanted{analysis};
-        dictionary_.walk(stem, [&](std::string_view text, const CompactDictionary::Position& at) {
-            if (leastCharacters(text.substr(stem.size())) > command.deletions()) return Walk::skipBelow;
-            if (at.isFinal) collect(text, at, wanted);
-            return Walk::descend;
-        });
     }
-    if (!anywhere.empty()) {
-        dictionary_.walk("", [&](std::string_view text, const CompactDictionary::Position& at) {
-            if (at.isFinal) collect(text, at, anywhere);
-            return Walk::descend;
-        });
-    }
-
-    std::sort(found.begin(), found.end(),
-              [](const Found& a, const Found& b) { return a.form != b.form ? a.form < b.form : a.place < b.place; });
-    found.erase(std::unique(found.begin(), found.end(),
-                            [](const Found& a, const Found& b) { return a.form == b.form && a.place == b.place; }),
-                found.end());
-    std::vector<GeneratedForm> forms;
-    forms.reserve(found.size());
-    for (Found& f : found) forms.push_back(GeneratedForm{std::move(f.form), f.analysis});
-    return forms;
+    if (!anywhere.empty()) collector.collectAnywhere(anywhere);
+    return collector.takeForms();
 }
 
 } // namespace lexpand

@@ -50,6 +50,10 @@ private:
         std::string category;
         std::vector<std::string> properties;
     };
+    // The analyses with the query's category and every one of its
+    // properties. Cost: linear in the analyses and their items.
+    std::vector<std::uint32_t> candidatesOf(const GenerationQuery& query) const;
+
     const CompactDictionary& dictionary_;
     std::vector<std::optional<AnalysisItems>> items_; // per analysis; absent when they do not split
 };
