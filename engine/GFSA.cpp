@@ -123,6 +123,88 @@ struct SubsetConstruction {
     }
 };
 
+// The strongly connected components of the epsilon graph of a GFSA
+// (Tarjan's algorithm, without recursion), each named by its smallest
+// state. Lives for one call of `compute`.
+class EpsilonComponents {
+public:
+    explicit EpsilonComponents(const GFSA& source)
+        : source_(source), count_(source.states.size()), component_(count_, unvisited), order_(count_, unvisited),
+          low_(count_, 0), onStack_(count_, false) {}
+
+    // The component of each state. Cost: linear in the states and transitions.
+    std::vector<std::uint32_t> compute() {
+        for (std::uint32_t root = 0; root < count_; ++root) {
+            if (order_[root] != unvisited) continue;
+            discover(root);
+            while (!frames_.empty()) {
+                if (frames_.back().next < source_.states[frames_.back().state].outGoingTransitions.size())
+                    followNextTransition();
+                else
+                    finishState();
+            }
+        }
+        return std::move(component_);
+    }
+
+private:
+    static constexpr std::uint32_t unvisited = std::numeric_limits<std::uint32_t>::max();
+
+    struct Frame {
+        std::uint32_t state;
+        std::size_t next; // next transition to look at
+    };
+
+    // Numbers `state` and pushes it on the path and on the members' stack.
+    void discover(std::uint32_t state) {
+        order_[state] = low_[state] = counter_++;
+        members_.push_back(state);
+        onStack_[state] = true;
+        frames_.push_back({state, 0});
+    }
+
+    // Looks at the next transition of the state on top of the path: a new
+    // state is discovered; one still on the stack lowers the state's link.
+    void followNextTransition() {
+        Frame& frame = frames_.back();
+        const GFSA::Transition& transition = source_.states[frame.state].outGoingTransitions[frame.next++];
+        if (transition.labelIndex != 0 || transition.destinationStateIndex < 0 ||
+            static_cast<std::size_t>(transition.destinationStateIndex) >= count_)
+            return;
+        const auto next = static_cast<std::uint32_t>(transition.destinationStateIndex);
+        if (order_[next] == unvisited)
+            discover(next);
+        else if (onStack_[next])
+            low_[frame.state] = std::min(low_[frame.state], order_[next]);
+    }
+
+    // Leaves the state on top of the path, all its transitions seen; when it
+    // is the root of a component, names every member of it.
+    void finishState() {
+        const std::uint32_t state = frames_.back().state;
+        frames_.pop_back();
+        if (!frames_.empty()) low_[frames_.back().state] = std::min(low_[frames_.back().state], low_[state]);
+        if (low_[state] != order_[state]) return;
+        const auto first = std::find(members_.begin(), members_.end(), state);
+        const std::uint32_t smallest = *std::min_element(first, members_.end());
+        for (auto member = first; member != members_.end(); ++member) {
+            component_[*member] = smallest;
+            onStack_[*member] = false;
+        }
+        members_.erase(first, members_.end());
+    }
+
+    const GFSA& source_;
+    const std::size_t count_;
+    std::vector<std::uint32_t> component_;
+    std::vector<std::uint32_t> order_;
+    std::vector<std::uint32_t> low_;
+    std::vector<bool> onStack_;
+    std::vector<std::uint32_t> members_;
+    std::vector<Frame> frames_;
+    std::uint32_t counter_ = 0;
+};
+
 // One determinization. A new state stands for an epsilon-closed set of
 // source states, but what is stored of it is its kernel (the states that the
 // labelled transition that found it reached), in a canonical form: two
@@ -237,58 +319,10 @@ private:
         for (const std::int64_t link : chain_) leap_[static_cast<std::size_t>(link)] = landing;
     }
 
-    // Strongly connected components of the epsilon graph (iterative Tarjan),
-    // each named by its smallest state. Computed once, when first needed.
+    // Strongly connected components of the epsilon graph, each named by its
+    // smallest state. Computed once, when first needed.
     void computeComponents() {
-        if (!component_.empty()) return;
-        constexpr std::uint32_t unvisited = std::numeric_limits<std::uint32_t>::max();
-        component_.assign(stateCount_, unvisited);
-        std::vector<std::uint32_t> order(stateCount_, unvisited);
-        std::vector<std::uint32_t> low(stateCount_, 0);
-        std::vector<bool> onStack(stateCount_, false);
-        std::vector<std::uint32_t> members;
-        struct Frame {
-            std::uint32_t state;
-            std::size_t next; // next transition to look at
-        };
-        std::vector<Frame> frames;
-        std::uint32_t counter = 0;
-        for (std::uint32_t root = 0; root < stateCount_; ++root) {
-            if (order[root] != unvisited) continue;
-            frames.push_back({root, 0});
-            order[root] = low[root] = counter++;
-            members.push_back(root);
-            onStack[root] = true;
-            while (!frames.empty()) {
-                Frame& frame = frames.back();
-                const auto& transitions = source_.states[frame.state].outGoingTransitions;
-                if (frame.next < transitions.size()) {
-                    const GFSA::Transition& transition = transitions[frame.next++];
-                    if (transition.labelIndex != 0 || !isState(transition.destinationStateIndex)) continue;
-                    const auto next = static_cast<std::uint32_t>(transition.destinationStateIndex);
-                    if (order[next] == unvisited) {
-                        order[next] = low[next] = counter++;
-                        members.push_back(next);
-                        onStack[next] = true;
-                        frames.push_back({next, 0});
-                    } else if (onStack[next]) {
-                        low[frame.state] = std::min(low[frame.state], order[next]);
-                    }
-                    continue;
-                }
-                const std::uint32_t state = frame.state;
-                frames.pop_back();
-                if (!frames.empty()) low[frames.back().state] = std::min(low[frames.back().state], low[state]);
-                if (low[state] != order[state]) continue;
-                const auto first = std::find(members.begin(), members.end(), state);
-                const std::uint32_t smallest = *std::min_element(first, members.end());
-                for (auto member = first; member != members.end(); ++member) {
-                    component_[*member] = smallest;
-                    onStack[*member] = false;
-                }
-                members.erase(first, members.end());
-            }
-        }
+        if (component_.empty()) component_ = EpsilonComponents(source_).compute();
     }
 
     // Puts kernel_ (sorted, without repeats) in its canonical form.
@@ -381,6 +415,15 @@ private:
     // Gives new state `current` its terminal flag and its transitions, in
     // ascending order of label indices, numbering the sets they lead to.
     bool process(std::size_t current) {
+        collectLeaps(current);
+        if (takesTransitionsOfSameLeap(current)) return true;
+        result_.states[current].isTerminal = collectLeaving();
+        return addTransitions(current);
+    }
+
+    // Fills leaps_ with where the members of `current`'s kernel leap to,
+    // sorted, without repeats.
+    void collectLeaps(std::size_t current) {
         leaps_.clear();
         for (const std::uint32_t state : keyOf(static_cast<std::uint32_t>(current))) {
             const std::int64_t landing = leap_[state];
@@ -388,16 +431,26 @@ private:
         }
         std::sort(leaps_.begin(), leaps_.end());
         leaps_.erase(std::unique(leaps_.begin(), leaps_.end()), leaps_.end());
-        if (leaps_.size() == 1) {
-            std::int64_t& first = firstWithLeap_[static_cast<std::size_t>(leaps_.front())];
-            if (first != noState) {
-                const GFSA::State copied = result_.states[static_cast<std::size_t>(first)];
-                result_.states[current] = copied;
-                return true;
-            }
-            first = static_cast<std::int64_t>(current);
-        }
+    }
 
+    // When the leaps of `current` are one state s, gives it the flag and
+    // transitions of the first new state whose leaps are s alone and answers
+    // true; records `current` as that state when it is the first.
+    bool takesTransitionsOfSameLeap(std::size_t current) {
+        if (leaps_.size() != 1) return false;
+        std::int64_t& first = firstWithLeap_[static_cast<std::size_t>(leaps_.front())];
+        if (first == noState) {
+            first = static_cast<std::int64_t>(current);
+            return false;
+        }
+        const GFSA::State copied = result_.states[static_cast<std::size_t>(first)];
+        result_.states[current] = copied;
+        return true;
+    }
+
+    // Walks the closure from leaps_, landing to landing, putting in leaving_
+    // every labelled transition met; true when a state met is terminal.
+    bool collectLeaving() {
         ++generation_;
         bool terminal = false;
         leaving_.clear();
@@ -411,35 +464,54 @@ private:
             stack_.pop_back();
             terminal = terminal || state.isTerminal;
             for (const GFSA::Transition& transition : state.outGoingTransitions) {
-                if (transition.labelIndex != 0) {
+                if (transition.labelIndex != 0)
                     leaving_.push_back(transition);
-                    continue;
-                }
-                if (!isState(transition.destinationStateIndex)) continue;
-                const std::int64_t landing = leap_[static_cast<std::size_t>(transition.destinationStateIndex)];
-                if (landing == noState || visitedAt_[static_cast<std::size_t>(landing)] == generation_) continue;
-                visitedAt_[static_cast<std::size_t>(landing)] = generation_;
-                stack_.push_back(landing);
+                else
+                    visitLanding(transition.destinationStateIndex);
             }
         }
-        result_.states[current].isTerminal = terminal;
+        return terminal;
+    }
+
+    // Pushes where an epsilon transition into `destination` leaps to, when
+    // the walk has not been there.
+    void visitLanding(std::int64_t destination) {
+        if (!isState(destination)) return;
+        const std::int64_t landing = leap_[static_cast<std::size_t>(destination)];
+        if (landing == noState || visitedAt_[static_cast<std::size_t>(landing)] == generation_) return;
+        visitedAt_[static_cast<std::size_t>(landing)] = generation_;
+        stack_.push_back(landing);
+    }
+
+    // Gives `current` one transition per label of leaving_, to the new state
+    // of the kernel of that label's destinations; false past the bounds.
+    bool addTransitions(std::size_t current) {
         std::sort(leaving_.begin(), leaving_.end(),
                   [](const GFSA::Transition& a, const GFSA::Transition& b) { return a.labelIndex < b.labelIndex; });
         for (std::size_t begin = 0; begin < leaving_.size();) {
             const std::int64_t label = leaving_[begin].labelIndex;
-            kernel_.clear();
-            std::size_t end = begin;
-            for (; end < leaving_.size() && leaving_[end].labelIndex == label; ++end)
-                if (isState(leaving_[end].destinationStateIndex))
-                    kernel_.push_back(static_cast<std::uint32_t>(leaving_[end].destinationStateIndex));
-            std::sort(kernel_.begin(), kernel_.end());
-            kernel_.erase(std::unique(kernel_.begin(), kernel_.end()), kernel_.end());
+            const std::size_t end = kernelOfLabel(begin);
             const std::optional<std::int64_t> destination = numberOfKernel();
             if (!destination) return false;
             result_.states[current].outGoingTransitions.push_back({label, *destination});
             begin = end;
         }
         return true;
+    }
+
+    // Puts in kernel_ the destinations of the transitions of leaving_ from
+    // `begin` on that have its label, sorted, without repeats; the end of
+    // those transitions.
+    std::size_t kernelOfLabel(std::size_t begin) {
+        const std::int64_t label = leaving_[begin].labelIndex;
+        kernel_.clear();
+        std::size_t end = begin;
+        for (; end < leaving_.size() && leaving_[end].labelIndex == label; ++end)
+            if (isState(leaving_[end].destinationStateIndex))
+                kernel_.push_back(static_cast<std::uint32_t>(leaving_[end].destinationStateIndex));
+        std::sort(kernel_.begin(), kernel_.end());
+        kernel_.erase(std::unique(kernel_.begin(), kernel_.end()), kernel_.end());
+        return end;
     }
 
     const GFSA& source_;
