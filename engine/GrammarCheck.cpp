@@ -110,7 +110,209 @@ bool isEarlier(const SourceLocation& a, const SourceLocation& b) {
     return std::tie(a.line, a.column) < std::tie(b.line, b.column);
 }
 
+// The check of the rules of one text, rule by rule, for one call of
+// checkRules.
+class RuleChecker {
+public:
+    RuleChecker(const SourceText& source, LinguisticLevel level, Reporter& reporter)
+        : source_(source), level_(level), reporter_(reporter), lines_(splitAtNewlines(source.text())) {
+        std::erase_if(lines_, [](std::string_view line) { return line.empty(); });
+    }
+
+    // Reads every rule, skipping comments, until the reporter stops.
+    CheckedRules checkAll() {
+        std::size_t i = 0;
+        while (i < lines_.size() && !reporter_.stopped()) {
+            const std::string_view line = trimWhiteSpaceAndNewlines(lines_[i]);
+            if (line.empty() || line.front() == '#') {
+                ++i;
+                continue;
+            }
+            const RuleReading reading = readOneRule(lines_, i);
+            i = std::max(reading.resumeAt, i + 1);
+            const SourceLocation site = locationOf(source_, lines_, reading.namePlace);
+            if (reading.rule)
+                checkRule(reading, site);
+            else
+                reportUnread(reading, site);
+        }
+        return std::move(checked_);
+    }
+
+private:
+    // Reports a rule that cannot be read, at its name or at the text after
+    // its semicolon; its name, when it has one, fails.
+    void reportUnread(const RuleReading& reading, const SourceLocation& site) {
+        const bool unterminated = reading.fault == RuleReading::Fault::noSemicolon;
+        const SourceLocation at = reading.fault == RuleReading::Fault::textAfterSemicolon
+                                      ? locationOf(source_, lines_, reading.faultPlace)
+                                      : site;
+        reporter_.report(makeDiagnostic(unterminated ? DiagnosticCode::unterminatedRule : DiagnosticCode::malformedRule,
+                                        at, ruleFaultMessage(reading)));
+        if (!reading.name.empty()) checked_.failedNames.push_back(reading.name);
+    }
+
+    // Compiles a rule read whole: reports why it does not compile, or each
+    // remark of its compilation and a redefinition, and keeps it.
+    void checkRule(const RuleReading& reading, const SourceLocation& site) {
+        const GrammarRule& rule = *reading.rule;
+        CompiledExpression compiled = compileExpression(rule.ruleBody, level_);
+        if (!compiled.gfsa) {
+            const ExpressionFault& fault = *compiled.fault;
+            const bool tooLarge = fault.kind == ExpressionFault::Kind::tooLarge;
+            reporter_.report(makeDiagnostic(
+                tooLarge ? DiagnosticCode::ruleTooLarge : DiagnosticCode::ruleDoesNotCompile,
+                tooLarge ? site : bodyLocation(reading, fault.offset), expressionFaultMessage(rule.ruleName, fault)));
+            checked_.failedNames.push_back(rule.ruleName);
+            return;
+        }
+        for (const ExpressionRemark& remark : compiled.remarks)
+            reporter_.report(remarkDiagnostic(remark, bodyLocation(reading, remark.offset)));
+        if (const auto earlier = defined_.find(rule.ruleName); earlier != defined_.end()) {
+            reporter_.report(
+                withNote(makeDiagnostic(DiagnosticCode::ruleRedefined, site, message::ruleRedefined(rule.ruleName)),
+                         message::earlierDefinition(), earlier->second));
+        }
+        defined_[rule.ruleName] = site;
+        std::vector<CheckedRule::Call> calls = callsOf(reading, *compiled.gfsa);
+        checked_.rules.push_back(
+            CheckedRule{rule.ruleName, site, rule.ruleBody, std::move(*compiled.gfsa), std::move(calls)});
+    }
+
+    // The location of the offset `offset` of the body of the rule read.
+    SourceLocation bodyLocation(const RuleReading& reading, std::size_t offset) const {
+        return locationOf(source_, lines_, reading.placeOfBodyOffset(offset));
+    }
+
+    // The calls of the compiled rule, in label order, each at its token.
+    std::vector<CheckedRule::Call> callsOf(const RuleReading& reading, const GFSA& gfsa) const {
+        std::vector<CheckedRule::Call> calls;
+        if (!gfsa.alphabet) return calls;
+        for (const Label& label : gfsa.alphabet->array) {
+            const std::optional<std::string_view> called = calledName(label.input);
+            if (called)
+                calls.push_back(
+                    {std::string(*called), bodyLocation(reading, findToken(reading.rule->ruleBody, label.input))});
+        }
+        return calls;
+    }
+
+    const SourceText& source_;
+    const LinguisticLevel level_;
+    Reporter& reporter_;
+    std::vector<std::string_view> lines_; // the lines of the text, the empty ones left out
+    CheckedRules checked_;
+    std::map<std::string, SourceLocation> defined_; // where each rule kept was defined last
+};
+
+// The strongly connected components of a graph given by the successors of
+// each vertex (Tarjan's algorithm with an explicit stack) that hold a cycle:
+// several vertices, or one that is its own successor. Lives for one call of
+// `compute`.
+class CycleSearch {
+public:
+    explicit CycleSearch(const std::vector<std::vector<std::size_t>>& successors)
+        : successors_(successors), order_(successors.size(), unvisited), low_(successors.size(), 0),
+          onStack_(successors.size(), false) {}
+
+    // The components with a cycle, each as its vertices, in the order they
+    // close. Cost: linear in the vertices and edges.
+    std::vector<std::vector<std::size_t>> compute() {
+        for (std::size_t root = 0; root < successors_.size(); ++root) {
+            if (order_[root] != unvisited) continue;
+            discover(root);
+            while (!frames_.empty()) {
+                if (frames_.back().second < successors_[frames_.back().first].size())
+                    followNextEdge();
+                else
+                    finishVertex();
+            }
+        }
+        return std::move(cycles_);
+    }
+
+private:
+    static constexpr std::size_t unvisited = static_cast<std::size_t>(-1);
+
+    // Numbers `v` and pushes it on the path and on the stack.
+    void discover(std::size_t v) {
+        order_[v] = low_[v] = counter_++;
+        stack_.push_back(v);
+        onStack_[v] = true;
+        frames_.emplace_back(v, 0);
+    }
+
+    // Looks at the next edge of the vertex on top of the path.
+    void followNextEdge() {
+        auto& [v, next] = frames_.back();
+        const std::size_t w = successors_[v][next++];
+        if (order_[w] == unvisited)
+            discover(w);
+        else if (onStack_[w])
+            low_[v] = std::min(low_[v], order_[w]);
+    }
+
+    // Leaves the vertex on top of the path; when it is the root of a
+    // component, pops the component and keeps it if it holds a cycle.
+    void finishVertex() {
+        const std::size_t done = frames_.back().first;
+        frames_.pop_back();
+        if (!frames_.empty()) low_[frames_.back().first] = std::min(low_[frames_.back().first], low_[done]);
+        if (low_[done] != order_[done]) return;
+        std::vector<std::size_t> component;
+        std::size_t w = 0;
+        do {
+            w = stack_.back();
+            stack_.pop_back();
+            onStack_[w] = false;
+            component.push_back(w);
+        } while (w != done);
+        const auto& own = successors_[done];
+        const bool selfCall = std::find(own.begin(), own.end(), done) != own.end();
+        if (component.size() > 1 || selfCall) cycles_.push_back(std::move(component));
+    }
+
+    const std::vector<std::vector<std::size_t>>& successors_;
+    std::vector<std::size_t> order_;
+    std::vector<std::size_t> low_;
+    std::vector<bool> onStack_;
+    std::vector<std::size_t> stack_;
+    std::vector<std::pair<std::size_t, std::size_t>> frames_; // vertex, next edge
+    std::vector<std::vector<std::size_t>> cycles_;
+    std::size_t counter_ = 0;
+};
+
+// A shortest way from `first` back to itself within `component`, by
+// breadth-first search: the vertices after `first` up to the last before
+// coming back, in order.
+std::vector<std::size_t> shortestWayBack(const std::vector<std::vector<std::size_t>>& successors,
+                                         const std::vector<std::size_t>& component, std::size_t first) {
+    std::map<std::size_t, std::size_t> cameFrom;
+    std::vector<std::size_t> queue{first};
+    std::optional<std::size_t> closing;
+    for (std::size_t q = 0; q < queue.size() && !closing; ++q) {
+        for (const std::size_t w : successors[queue[q]]) {
+            if (std::find(component.begin(), component.end(), w) == component.end()) continue;
+            if (w == first) {
+                closing = queue[q];
+                break;
+            }
+            if (cameFrom.emplace(w, queue[q]).second) queue.push_back(w);
+        }
+    }
+    std::vector<std::size_t> way;
+    for (std::size_t v = closing.value_or(first); v != first; v = cameFrom[v]) way.insert(way.begin(), v);
+    return way;
+}
+
 } // namespace
+
+// The rules of paradigms_ numbered in name order, with the rules each calls.
+struct GrammarChecker::CallGraph {
+    std::vector<std::string> names;
+    std::map<std::string, std::size_t, std::less<>> indexOf;
+    std::vector<std::vector<std::size_t>> callees;
+};
 
 std::string canonicalPath(const std::string& path) {
     std::error_code error;
@@ -150,65 +352,7 @@ std::optional<std::string> readCheckedFile(const std::string& path, const std::s
 }
 
 CheckedRules checkRules(const SourceText& source, LinguisticLevel level, Reporter& reporter) {
-    CheckedRules checkedRules;
-    std::vector<CheckedRule>& rules = checkedRules.rules;
-    std::map<std::string, SourceLocation> defined;
-    std::vector<std::string_view> lines = splitAtNewlines(source.text());
-    std::erase_if(lines, [](std::string_view line) { return line.empty(); });
-    std::size_t i = 0;
-    while (i < lines.size() && !reporter.stopped()) {
-        const std::string_view line = trimWhiteSpaceAndNewlines(lines[i]);
-        if (line.empty() || line.front() == '#') {
-            ++i;
-            continue;
-        }
-        const RuleReading reading = readOneRule(lines, i);
-        i = std::max(reading.resumeAt, i + 1);
-        const SourceLocation site = locationOf(source, lines, reading.namePlace);
-        if (!reading.rule) {
-            const bool unterminated = reading.fault == RuleReading::Fault::noSemicolon;
-            const SourceLocation at = reading.fault == RuleReading::Fault::textAfterSemicolon
-                                          ? locationOf(source, lines, reading.faultPlace)
-                                          : site;
-            reporter.report(
-                makeDiagnostic(unterminated ? DiagnosticCode::unterminatedRule : DiagnosticCode::malformedRule, at,
-                               ruleFaultMessage(reading)));
-            if (!reading.name.empty()) checkedRules.failedNames.push_back(reading.name);
-            continue;
-        }
-        const GrammarRule& rule = *reading.rule;
-        const auto bodyLocation = [&](std::size_t offset) {
-            return locationOf(source, lines, reading.placeOfBodyOffset(offset));
-        };
-        CompiledExpression compiled = compileExpression(rule.ruleBody, level);
-        if (!compiled.gfsa) {
-            const ExpressionFault& fault = *compiled.fault;
-            const bool tooLarge = fault.kind == ExpressionFault::Kind::tooLarge;
-            reporter.report(makeDiagnostic(tooLarge ? DiagnosticCode::ruleTooLarge : DiagnosticCode::ruleDoesNotCompile,
-                                           tooLarge ? site : bodyLocation(fault.offset),
-                                           expressionFaultMessage(rule.ruleName, fault)));
-            checkedRules.failedNames.push_back(rule.ruleName);
-            continue;
-        }
-        for (const ExpressionRemark& remark : compiled.remarks)
-            reporter.report(remarkDiagnostic(remark, bodyLocation(remark.offset)));
-        if (const auto earlier = defined.find(rule.ruleName); earlier != defined.end()) {
-            reporter.report(
-                withNote(makeDiagnostic(DiagnosticCode::ruleRedefined, site, message::ruleRedefined(rule.ruleName)),
-                         message::earlierDefinition(), earlier->second));
-        }
-        defined[rule.ruleName] = site;
-        std::vector<CheckedRule::Call> calls;
-        if (compiled.gfsa->alphabet) {
-            for (const Label& label : compiled.gfsa->alphabet->array) {
-                const std::optional<std::string_view> called = calledName(label.input);
-                if (called)
-                    calls.push_back({std::string(*called), bodyLocation(findToken(rule.ruleBody, label.input))});
-            }
-        }
-        rules.push_back(CheckedRule{rule.ruleName, site, rule.ruleBody, std::move(*compiled.gfsa), std::move(calls)});
-    }
-    return checkedRules;
+    return RuleChecker(source, level, reporter).checkAll();
 }
 
 bool GrammarChecker::addGrammarFile(const std::string& path, const std::string& shownPath, const GrammarUse* use) {
@@ -240,35 +384,49 @@ bool GrammarChecker::addGrammarFile(const std::string& path, const std::string& 
         infos[rule.name] = RuleInfo{rule.site, std::move(rule.calls), false};
         fileGrammar.addGraph(rule.name, std::move(rule.gfsa));
     }
+    const std::set<std::string> excluded = excludedRules(fileGrammar, infos, use);
+    mergeRules(fileGrammar, infos, excluded);
+    return true;
+}
 
-    // Rules left out: those past the determinization bound, "Main" on the
-    // command line, and those an earlier grammar defines.
+std::set<std::string> GrammarChecker::excludedRules(MGFSA& fileGrammar, std::map<std::string, RuleInfo>& infos,
+                                                    const GrammarUse* use) {
     std::set<std::string> excluded;
     for (auto& [name, graph] : fileGrammar.graphs) {
         const SourceLocation& site = infos[name].site;
-        if (!graph.states.empty()) {
-            std::optional<GFSA> deterministic = determinized(graph.determinize());
-            if (!deterministic) {
-                reporter_.report(
-                    makeDiagnostic(DiagnosticCode::ruleTooLarge, site, message::pastDeterminizationBound(name)));
-                excluded.insert(name);
-                broken_.insert(name);
-                continue;
-            }
-            graph = std::move(*deterministic);
-        }
-        if (use == nullptr && name == "Main") {
-            reporter_.report(makeDiagnostic(DiagnosticCode::ruleNamedMain, site, message::ruleNamedMain()));
-            excluded.insert(name);
-        } else if (paradigms_.graphNamed(name) != nullptr) {
-            const SourceLocation* first = siteOf(name);
-            Diagnostic diagnostic = makeDiagnostic(DiagnosticCode::ruleDefinedElsewhere, site,
-                                                   message::ruleDefinedElsewhere(name, first ? first->file : ""));
-            if (first != nullptr) diagnostic = withNote(std::move(diagnostic), message::firstDefinition(), *first);
-            reporter_.report(std::move(diagnostic));
-            excluded.insert(name);
-        }
+        if (!determinizeRule(name, graph, site) || !admitsRule(name, site, use)) excluded.insert(name);
     }
+    return excluded;
+}
+
+bool GrammarChecker::determinizeRule(const std::string& name, GFSA& graph, const SourceLocation& site) {
+    if (graph.states.empty()) return true;
+    std::optional<GFSA> deterministic = determinized(graph.determinize());
+    if (!deterministic) {
+        reporter_.report(makeDiagnostic(DiagnosticCode::ruleTooLarge, site, message::pastDeterminizationBound(name)));
+        broken_.insert(name);
+        return false;
+    }
+    graph = std::move(*deterministic);
+    return true;
+}
+
+bool GrammarChecker::admitsRule(const std::string& name, const SourceLocation& site, const GrammarUse* use) {
+    if (use == nullptr && name == "Main") {
+        reporter_.report(makeDiagnostic(DiagnosticCode::ruleNamedMain, site, message::ruleNamedMain()));
+        return false;
+    }
+    if (paradigms_.graphNamed(name) == nullptr) return true;
+    const SourceLocation* first = siteOf(name);
+    Diagnostic diagnostic = makeDiagnostic(DiagnosticCode::ruleDefinedElsewhere, site,
+                                           message::ruleDefinedElsewhere(name, first ? first->file : ""));
+    if (first != nullptr) diagnostic = withNote(std::move(diagnostic), message::firstDefinition(), *first);
+    reporter_.report(std::move(diagnostic));
+    return false;
+}
+
+void GrammarChecker::mergeRules(MGFSA& fileGrammar, std::map<std::string, RuleInfo>& infos,
+                                const std::set<std::string>& excluded) {
     if (excluded.empty()) {
         paradigms_.mergeWith(fileGrammar);
     } else {
@@ -279,7 +437,6 @@ bool GrammarChecker::addGrammarFile(const std::string& path, const std::string& 
     }
     for (auto& [name, info] : infos)
         if (excluded.count(name) == 0) rules_[name] = std::move(info);
-    return true;
 }
 
 bool GrammarChecker::isBroken(std::string_view name) const {
@@ -292,7 +449,14 @@ const SourceLocation* GrammarChecker::siteOf(std::string_view name) const {
 }
 
 void GrammarChecker::checkCalls() {
-    // Calls of rules that are not there: reported unless the rule failed to load.
+    reportMissingCalls();
+    const CallGraph graph = callGraph();
+    for (const std::vector<std::size_t>& component : CycleSearch(graph.callees).compute())
+        reportCycle(graph, component);
+    spreadBroken(graph);
+}
+
+void GrammarChecker::reportMissingCalls() {
     for (const auto& [name, info] : rules_) {
         for (const CheckedRule::Call& call : info.calls) {
             if (paradigms_.graphNamed(call.name) != nullptr) continue;
@@ -304,110 +468,59 @@ void GrammarChecker::checkCalls() {
                                message::undefinedCall(name, call.name, closestNames(call.name, definedNames_))));
         }
     }
+}
 
-    // Cycles: the strongly connected components of the call graph (Tarjan's
-    // algorithm with an explicit stack), one report per component, at its
-    // rule defined first.
-    std::vector<std::string> names;
-    std::map<std::string, std::size_t, std::less<>> indexOf;
+GrammarChecker::CallGraph GrammarChecker::callGraph() const {
+    CallGraph graph;
     for (const auto& [name, info] : rules_) {
-        indexOf.emplace(name, names.size());
-        names.push_back(name);
+        graph.indexOf.emplace(name, graph.names.size());
+        graph.names.push_back(name);
     }
-    std::vector<std::vector<std::size_t>> callees(names.size());
-    for (std::size_t v = 0; v < names.size(); ++v) {
-        for (const CheckedRule::Call& call : rules_.find(names[v])->second.calls) {
-            if (const auto exact = indexOf.find(call.name); exact != indexOf.end()) {
-                callees[v].push_back(exact->second);
-                continue;
-            }
-            const GFSA* graph = paradigms_.graphNamed(call.name); // written in another normal form
-            for (const auto& [name, g] : paradigms_.graphs)
-                if (&g == graph && indexOf.count(name) != 0) callees[v].push_back(indexOf.find(name)->second);
-        }
+    graph.callees.resize(graph.names.size());
+    for (std::size_t v = 0; v < graph.names.size(); ++v) {
+        for (const CheckedRule::Call& call : rules_.find(graph.names[v])->second.calls)
+            addCallees(graph, call.name, graph.callees[v]);
     }
-    constexpr std::size_t unvisited = static_cast<std::size_t>(-1);
-    std::vector<std::size_t> order(names.size(), unvisited);
-    std::vector<std::size_t> low(names.size(), 0);
-    std::vector<bool> onStack(names.size(), false);
-    std::vector<std::size_t> stack;
-    std::vector<std::vector<std::size_t>> cycles;
-    std::size_t counter = 0;
-    for (std::size_t root = 0; root < names.size(); ++root) {
-        if (order[root] != unvisited) continue;
-        std::vector<std::pair<std::size_t, std::size_t>> frames{{root, 0}};
-        order[root] = low[root] = counter++;
-        stack.push_back(root);
-        onStack[root] = true;
-        while (!frames.empty()) {
-            auto& [v, next] = frames.back();
-            if (next < callees[v].size()) {
-                const std::size_t w = callees[v][next++];
-                if (order[w] == unvisited) {
-                    order[w] = low[w] = counter++;
-                    stack.push_back(w);
-                    onStack[w] = true;
-                    frames.emplace_back(w, 0);
-                } else if (onStack[w]) {
-                    low[v] = std::min(low[v], order[w]);
-                }
-                continue;
-            }
-            const std::size_t done = v;
-            frames.pop_back();
-            if (!frames.empty()) low[frames.back().first] = std::min(low[frames.back().first], low[done]);
-            if (low[done] != order[done]) continue;
-            std::vector<std::size_t> component;
-            std::size_t w = 0;
-            do {
-                w = stack.back();
-                stack.pop_back();
-                onStack[w] = false;
-                component.push_back(w);
-            } while (w != done);
-            const bool selfCall = std::find(callees[done].begin(), callees[done].end(), done) != callees[done].end();
-            if (component.size() > 1 || selfCall) cycles.push_back(std::move(component));
-        }
-    }
-    for (const std::vector<std::size_t>& component : cycles) {
-        const auto first = std::min_element(component.begin(), component.end(), [&](std::size_t a, std::size_t b) {
-            return isEarlier(rules_.find(names[a])->second.site, rules_.find(names[b])->second.site);
-        });
-        // A shortest way back to the first rule, by breadth-first search within the component.
-        std::map<std::size_t, std::size_t> cameFrom;
-        std::vector<std::size_t> queue{*first};
-        std::optional<std::size_t> closing;
-        for (std::size_t q = 0; q < queue.size() && !closing; ++q) {
-            for (const std::size_t w : callees[queue[q]]) {
-                if (std::find(component.begin(), component.end(), w) == component.end()) continue;
-                if (w == *first) {
-                    closing = queue[q];
-                    break;
-                }
-                if (cameFrom.emplace(w, queue[q]).second) queue.push_back(w);
-            }
-        }
-        std::vector<std::string> cycle{names[*first]};
-        for (std::size_t v = closing.value_or(*first); v != *first; v = cameFrom[v])
-            cycle.insert(cycle.begin() + 1, names[v]);
-        cycle.push_back(names[*first]);
-        reporter_.report(makeDiagnostic(DiagnosticCode::recursiveRule, rules_.find(names[*first])->second.site,
-                                        message::recursiveRule(names[*first], cycle)));
-        for (const std::size_t v : component) broken_.insert(names[v]);
-    }
+    return graph;
+}
 
-    // Every rule that calls a broken rule fails with it.
+void GrammarChecker::addCallees(const CallGraph& graph, const std::string& called,
+                                std::vector<std::size_t>& callees) const {
+    if (const auto exact = graph.indexOf.find(called); exact != graph.indexOf.end()) {
+        callees.push_back(exact->second);
+        return;
+    }
+    const GFSA* target = paradigms_.graphNamed(called); // written in another normal form
+    for (const auto& [name, g] : paradigms_.graphs)
+        if (&g == target && graph.indexOf.count(name) != 0) callees.push_back(graph.indexOf.find(name)->second);
+}
+
+void GrammarChecker::reportCycle(const CallGraph& graph, const std::vector<std::size_t>& component) {
+    const auto siteAt = [&](std::size_t v) -> const SourceLocation& {
+        return rules_.find(graph.names[v])->second.site;
+    };
+    const std::size_t first = *std::min_element(component.begin(), component.end(), [&](std::size_t a, std::size_t b) {
+        return isEarlier(siteAt(a), siteAt(b));
+    });
+    std::vector<std::string> cycle{graph.names[first]};
+    for (const std::size_t v : shortestWayBack(graph.callees, component, first)) cycle.push_back(graph.names[v]);
+    cycle.push_back(graph.names[first]);
+    reporter_.report(makeDiagnostic(DiagnosticCode::recursiveRule, siteAt(first),
+                                    message::recursiveRule(graph.names[first], cycle)));
+    for (const std::size_t v : component) broken_.insert(graph.names[v]);
+}
+
+void GrammarChecker::spreadBroken(const CallGraph& graph) {
+    const auto callsBroken = [&](std::size_t v) {
+        return std::any_of(graph.callees[v].begin(), graph.callees[v].end(),
+                           [&](std::size_t w) { return broken_.count(graph.names[w]) != 0; });
+    };
     for (bool changed = true; changed;) {
         changed = false;
-        for (std::size_t v = 0; v < names.size(); ++v) {
-            if (broken_.count(names[v]) != 0) continue;
-            for (const std::size_t w : callees[v]) {
-                if (broken_.count(names[w]) != 0) {
-                    broken_.insert(names[v]);
-                    changed = true;
-                    break;
-                }
-            }
+        for (std::size_t v = 0; v < graph.names.size(); ++v) {
+            if (broken_.count(graph.names[v]) != 0 || !callsBroken(v)) continue;
+            broken_.insert(graph.names[v]);
+            changed = true;
         }
     }
 }

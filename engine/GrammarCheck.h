@@ -113,6 +113,33 @@ private:
         std::vector<CheckedRule::Call> calls;
         bool used = false;
     };
+    struct CallGraph;
+
+    // The steps of addGrammarFile, once the rules of a file are checked.
+    // excludedRules: the rules of `fileGrammar` left out (each reported),
+    // the others determinized in place. determinizeRule: false, the rule
+    // reported and broken, past the determinization bound. admitsRule:
+    // false, reported, for "Main" on the command line (`use` null) and a
+    // rule an earlier grammar defines. mergeRules: the rules not excluded
+    // merged into paradigms_ and rules_.
+    std::set<std::string> excludedRules(MGFSA& fileGrammar, std::map<std::string, RuleInfo>& infos,
+                                        const GrammarUse* use);
+    bool determinizeRule(const std::string& name, GFSA& graph, const SourceLocation& site);
+    bool admitsRule(const std::string& name, const SourceLocation& site, const GrammarUse* use);
+    void mergeRules(MGFSA& fileGrammar, std::map<std::string, RuleInfo>& infos, const std::set<std::string>& excluded);
+
+    // The steps of checkCalls. reportMissingCalls: each call of a rule that
+    // is not there, reported unless that rule failed to load; its caller is
+    // broken. callGraph: the rules and the rules each calls (addCallees: the
+    // rules that the name `called` stands for, in any normal form).
+    // reportCycle: one report per cycle, at its rule defined first, with a
+    // shortest way round; its rules are broken. spreadBroken: every rule
+    // that calls a broken rule is broken with it.
+    void reportMissingCalls();
+    CallGraph callGraph() const;
+    void addCallees(const CallGraph& graph, const std::string& called, std::vector<std::size_t>& callees) const;
+    void reportCycle(const CallGraph& graph, const std::vector<std::size_t>& component);
+    void spreadBroken(const CallGraph& graph);
 
     Reporter& reporter_;
     MGFSA paradigms_{LinguisticLevel::orthographic};
