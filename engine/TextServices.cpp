@@ -31,33 +31,43 @@ bool isContinuationByte(unsigned char byte) {
     return (byte & 0xC0) == 0x80;
 }
 
+// The byte of `text` at `i`, unsigned.
+inline unsigned char byteAt(std::string_view text, std::size_t i) {
+    return static_cast<unsigned char>(text[i]);
+}
+
+// 3 when the three bytes at `position` (at least three left), led by `lead`
+// (E0..EF), are a scalar: neither overlong nor a surrogate; else 0.
+inline std::size_t threeByteLength(std::string_view text, std::size_t position, unsigned char lead) {
+    const unsigned char second = byteAt(text, position + 1);
+    if (!isContinuationByte(second) || !isContinuationByte(byteAt(text, position + 2))) return 0;
+    if (lead == 0xE0 && second < 0xA0) return 0;  // overlong
+    if (lead == 0xED && second >= 0xA0) return 0; // surrogate
+    return 3;
+}
+
+// 4 when the four bytes at `position` (at least four left), led by `lead`
+// (F0..F4), are a scalar: neither overlong nor above U+10FFFF; else 0.
+inline std::size_t fourByteLength(std::string_view text, std::size_t position, unsigned char lead) {
+    const unsigned char second = byteAt(text, position + 1);
+    if (!isContinuationByte(second) || !isContinuationByte(byteAt(text, position + 2)) ||
+        !isContinuationByte(byteAt(text, position + 3)))
+        return 0;
+    if (lead == 0xF0 && second < 0x90) return 0;  // overlong
+    if (lead == 0xF4 && second >= 0x90) return 0; // above U+10FFFF
+    return 4;
+}
+
 // Length of the well-formed sequence starting at `position`, or 0 when the
 // bytes there are not well-formed UTF-8.
 std::size_t wellFormedLength(std::string_view text, std::size_t position) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char lead = byte(position);
+    const unsigned char lead = byteAt(text, position);
     const std::size_t available = text.size() - position;
     if (lead < 0x80) return 1;
     if (lead < 0xC2) return 0;
-    if (lead < 0xE0) return available >= 2 && isContinuationByte(byte(position + 1)) ? 2 : 0;
-    if (lead < 0xF0) {
-        if (available < 3) return 0;
-        const unsigned char second = byte(position + 1);
-        if (!isContinuationByte(second) || !isContinuationByte(byte(position + 2))) return 0;
-        if (lead == 0xE0 && second < 0xA0) return 0;  // overlong
-        if (lead == 0xED && second >= 0xA0) return 0; // surrogate
-        return 3;
-    }
-    if (lead < 0xF5) {
-        if (available < 4) return 0;
-        const unsigned char second = byte(position + 1);
-        if (!isContinuationByte(second) || !isContinuationByte(byte(position + 2)) ||
-            !isContinuationByte(byte(position + 3)))
-            return 0;
-        if (lead == 0xF0 && second < 0x90) return 0;  // overlong
-        if (lead == 0xF4 && second >= 0x90) return 0; // above U+10FFFF
-        return 4;
-    }
+    if (lead < 0xE0) return available >= 2 && isContinuationByte(byteAt(text, position + 1)) ? 2 : 0;
+    if (lead < 0xF0) return available >= 3 ? threeByteLength(text, position, lead) : 0;
+    if (lead < 0xF5) return available >= 4 ? fourByteLength(text, position, lead) : 0;
     return 0;
 }
 
