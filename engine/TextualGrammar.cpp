@@ -503,6 +503,65 @@ std::size_t resumeAfterMissingEqualSign(const std::vector<std::string_view>& lin
     return lines.size();
 }
 
+// The place of `part`, a view into `lines[line]`.
+RuleReading::Place placeOf(const std::vector<std::string_view>& lines, std::size_t line, std::string_view part) {
+    return RuleReading::Place{line, static_cast<std::size_t>(part.data() - lines[line].data())};
+}
+
+// The first line from `iLine` on that is not a comment, or the last line.
+std::size_t firstNonComment(const std::vector<std::string_view>& lines, std::size_t iLine) {
+    std::size_t j = iLine;
+    while (startsWithHash(trimBlanks(lines[j])) && j + 1 < lines.size()) ++j;
+    return j;
+}
+
+// The text of a rule from `first` (the text after "=" on line `j`) up to
+// the line that holds a ";", or to the end, the lines joined by a space and
+// comments skipped; records its pieces in `reading` and resumes it after
+// them. Cost: linear in the lines gathered.
+std::string gatherRuleText(const std::vector<std::string_view>& lines, std::size_t j, std::string_view first,
+                           RuleReading& reading) {
+    std::string gathered(first);
+    reading.pieces.push_back({0, placeOf(lines, j, first)});
+    std::size_t next = j + 1;
+    // Only the newly appended text is searched, so gathering stays linear.
+    bool hasSemicolon = gathered.find(';') != std::string::npos;
+    while (!hasSemicolon && next < lines.size()) {
+        const std::string_view line = trimBlanks(lines[next]);
+        if (!startsWithHash(line)) {
+            gathered += ' ';
+            reading.pieces.push_back({gathered.size(), placeOf(lines, next, line)});
+            gathered += line;
+            hasSemicolon = line.find(';') != std::string_view::npos;
+        }
+        ++next;
+    }
+    reading.resumeAt = next;
+    return gathered;
+}
+
+// Reads the body of the rule in its gathered text: `reading` gets the rule,
+// or the fault of a text that ends before the ";" or goes on after it.
+void readBody(const std::string& gathered, RuleReading& reading) {
+    const std::size_t semicolon = gathered.find(';');
+    if (semicolon == std::string::npos) { // the text ended before the ";"
+        reading.fault = RuleReading::Fault::noSemicolon;
+        return;
+    }
+    const std::string_view gatheredView(gathered);
+    const std::string_view after = trimBlanks(gatheredView.substr(semicolon + 1));
+    if (!after.empty() && !startsWithHash(after)) {
+        reading.fault = RuleReading::Fault::textAfterSemicolon;
+        reading.faultText = std::string(after);
+        reading.bodyStart = 0;
+        reading.faultPlace = reading.placeOfBodyOffset(static_cast<std::size_t>(after.data() - gathered.data()));
+        return;
+    }
+    const std::string_view body = trimBlanks(gatheredView.substr(0, semicolon));
+    reading.bodyStart = static_cast<std::size_t>(body.data() - gathered.data());
+    reading.rule = GrammarRule{reading.name, std::string(body), reading.resumeAt};
+}
+
 } // namespace
 
 RuleReading::Place RuleReading::placeOfBodyOffset(std::size_t offset) const {
@@ -521,16 +580,9 @@ RuleReading readOneRule(const std::vector<std::string_view>& lines, std::size_t 
         reading.fault = RuleReading::Fault::noEqualSign;
         return reading;
     }
-    const auto placeOf = [&](std::size_t line, std::string_view part) {
-        return RuleReading::Place{line, static_cast<std::size_t>(part.data() - lines[line].data())};
-    };
-    std::size_t j = iLine;
-    std::string_view text = trimBlanks(lines[j]);
-    while (startsWithHash(text) && j + 1 < lines.size()) {
-        ++j;
-        text = trimBlanks(lines[j]);
-    }
-    reading.namePlace = placeOf(j, text);
+    const std::size_t j = firstNonComment(lines, iLine);
+    const std::string_view text = trimBlanks(lines[j]);
+    reading.namePlace = placeOf(lines, j, text);
     const std::size_t equalSign = text.find('=');
     if (equalSign == std::string_view::npos) {
         reading.fault = RuleReading::Fault::noEqualSign;
@@ -539,46 +591,13 @@ RuleReading readOneRule(const std::vector<std::string_view>& lines, std::size_t 
     }
     const std::string_view name = trimBlanks(text.substr(0, equalSign));
     reading.name = std::string(name);
-    if (!name.empty()) reading.namePlace = placeOf(j, name);
-
-    const std::string_view first = trimBlanks(text.substr(equalSign + 1));
-    std::string gathered(first);
-    reading.pieces.push_back({0, placeOf(j, first)});
-    std::size_t next = j + 1;
-    // Only the newly appended text is searched, so gathering stays linear.
-    bool hasSemicolon = gathered.find(';') != std::string::npos;
-    while (!hasSemicolon && next < lines.size()) {
-        const std::string_view line = trimBlanks(lines[next]);
-        if (!startsWithHash(line)) {
-            gathered += ' ';
-            reading.pieces.push_back({gathered.size(), placeOf(next, line)});
-            gathered += line;
-            hasSemicolon = line.find(';') != std::string_view::npos;
-        }
-        ++next;
-    }
-    reading.resumeAt = next;
+    if (!name.empty()) reading.namePlace = placeOf(lines, j, name);
+    const std::string gathered = gatherRuleText(lines, j, trimBlanks(text.substr(equalSign + 1)), reading);
     if (name.find(' ') != std::string_view::npos) {
         reading.fault = RuleReading::Fault::spaceInName;
         return reading;
     }
-    const std::size_t semicolon = gathered.find(';');
-    if (semicolon == std::string::npos) { // the text ended before the ";"
-        reading.fault = RuleReading::Fault::noSemicolon;
-        return reading;
-    }
-    const std::string_view gatheredView(gathered);
-    const std::string_view after = trimBlanks(gatheredView.substr(semicolon + 1));
-    if (!after.empty() && !startsWithHash(after)) {
-        reading.fault = RuleReading::Fault::textAfterSemicolon;
-        reading.faultText = std::string(after);
-        reading.bodyStart = 0;
-        reading.faultPlace = reading.placeOfBodyOffset(static_cast<std::size_t>(after.data() - gathered.data()));
-        return reading;
-    }
-    const std::string_view body = trimBlanks(gatheredView.substr(0, semicolon));
-    reading.bodyStart = static_cast<std::size_t>(body.data() - gathered.data());
-    reading.rule = GrammarRule{reading.name, std::string(body), next};
+    readBody(gathered, reading);
     return reading;
 }
 
