@@ -107,10 +107,82 @@ std::optional<std::size_t> parseCount(std::string_view text) {
     return value;
 }
 
+// The report format that --format names; absent for an unknown name.
+std::optional<Format> formatNamed(std::string_view name) {
+    if (name == "text") return Format::text;
+    if (name == "sarif") return Format::sarif;
+    return std::nullopt;
+}
+
+// When to color, as --color names it; absent for an unknown name.
+std::optional<ColorWhen> colorNamed(std::string_view name) {
+    if (name == "auto") return ColorWhen::automatic;
+    if (name == "always") return ColorWhen::always;
+    if (name == "never") return ColorWhen::never;
+    return std::nullopt;
+}
+
+enum LongOnly { formatOption = 256, colorOption, maxErrorsOption, werrorOption };
+
+// Takes the option `code` that getopt_long answered, with its `argument`
+// (empty for none), into `options`. Answers the status to end the process
+// with, or nothing when reading may go on.
+std::optional<ExitStatus> readOption(Options& options, int code, std::string_view argument, char** argv) {
+    switch (code) {
+    case formatOption: {
+        const std::optional<Format> format = formatNamed(argument);
+        if (!format) return refuseCommandLine("unknown report format '" + std::string(argument) + "' (text or sarif)");
+        options.format = *format;
+        return std::nullopt;
+    }
+    case colorOption: {
+        const std::optional<ColorWhen> color = colorNamed(argument);
+        if (!color)
+            return refuseCommandLine("unknown --color value '" + std::string(argument) + "' (auto, always or never)");
+        options.color = *color;
+        return std::nullopt;
+    }
+    case maxErrorsOption: {
+        const std::optional<std::size_t> count = parseCount(argument);
+        if (!count) return refuseCommandLine("--max-errors needs a count, not '" + std::string(argument) + "'");
+        options.report.maxErrors = *count;
+        return std::nullopt;
+    }
+    case werrorOption:
+        options.report.warningsAreErrors = true;
+        return std::nullopt;
+    case 'q':
+        options.report.quiet = true;
+        return std::nullopt;
+    case 'h':
+        printHelp();
+        return statusClean;
+    case 'V':
+        std::printf("%s %s\n", programName.data(), LEXPAND_VERSION);
+        return statusClean;
+    case ':':
+        return refuseCommandLine("option " + refusedOption(argv) + " needs an argument");
+    default:
+        return refuseCommandLine("unknown option " + refusedOption(argv));
+    }
+}
+
+// Sorts the arguments after the options into `options.files`. Answers the
+// status to end the process with when they are not a lexicon, or nothing.
+std::optional<ExitStatus> readFiles(Options& options, int argc, char** argv) {
+    if (optind >= argc) return refuseCommandLine("no file to check");
+    for (int i = optind; i < argc; ++i) {
+        if (const std::optional<std::string> message = addFile(options.files, argv[i]))
+            return refuseCommandLine(*message);
+    }
+    if (options.files.dictionaryPaths.empty()) return refuseCommandLine("Need at least one dictionary .dic file");
+    if (!options.files.definitionsPath) return refuseCommandLine("Need at least one properties definition .def file");
+    return std::nullopt;
+}
+
 // Reads the command line into `options`. Answers the status to end the
 // process with, or nothing when the check may go on.
 std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** argv) {
-    enum LongOnly { formatOption = 256, colorOption, maxErrorsOption, werrorOption };
     static const option longOptions[] = {
         {"format", required_argument, nullptr, formatOption},
         {"color", required_argument, nullptr, colorOption},
@@ -124,61 +196,9 @@ std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** arg
     opterr = 0; // the messages below name the argument, not the path of the program
     for (int code; (code = getopt_long(argc, argv, ":qhV", longOptions, nullptr)) != -1;) {
         const std::string_view argument = optarg != nullptr ? optarg : "";
-        switch (code) {
-        case formatOption:
-            if (argument == "text") {
-                options.format = Format::text;
-            } else if (argument == "sarif") {
-                options.format = Format::sarif;
-            } else {
-                return refuseCommandLine("unknown report format '" + std::string(argument) + "' (text or sarif)");
-            }
-            break;
-        case colorOption:
-            if (argument == "auto") {
-                options.color = ColorWhen::automatic;
-            } else if (argument == "always") {
-                options.color = ColorWhen::always;
-            } else if (argument == "never") {
-                options.color = ColorWhen::never;
-            } else {
-                return refuseCommandLine("unknown --color value '" + std::string(argument) +
-                                         "' (auto, always or never)");
-            }
-            break;
-        case maxErrorsOption:
-            if (const std::optional<std::size_t> count = parseCount(argument)) {
-                options.report.maxErrors = *count;
-            } else {
-                return refuseCommandLine("--max-errors needs a count, not '" + std::string(argument) + "'");
-            }
-            break;
-        case werrorOption:
-            options.report.warningsAreErrors = true;
-            break;
-        case 'q':
-            options.report.quiet = true;
-            break;
-        case 'h':
-            printHelp();
-            return statusClean;
-        case 'V':
-            std::printf("%s %s\n", programName.data(), LEXPAND_VERSION);
-            return statusClean;
-        case ':':
-            return refuseCommandLine("option " + refusedOption(argv) + " needs an argument");
-        default:
-            return refuseCommandLine("unknown option " + refusedOption(argv));
-        }
+        if (const std::optional<ExitStatus> status = readOption(options, code, argument, argv)) return status;
     }
-    if (optind >= argc) return refuseCommandLine("no file to check");
-    for (int i = optind; i < argc; ++i) {
-        if (const std::optional<std::string> message = addFile(options.files, argv[i]))
-            return refuseCommandLine(*message);
-    }
-    if (options.files.dictionaryPaths.empty()) return refuseCommandLine("Need at least one dictionary .dic file");
-    if (!options.files.definitionsPath) return refuseCommandLine("Need at least one properties definition .def file");
-    return std::nullopt;
+    return readFiles(options, argc, argv);
 }
 
 // Colors when asked, or when standard output is a terminal that can show
