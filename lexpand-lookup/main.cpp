@@ -308,6 +308,64 @@ void printInfo(const CompactDictionary& dictionary, Output& output) {
     }
 }
 
+// What a run does with each line of its inputs, in the mode asked (any but
+// info): the lookups, or the generator, made once for every input.
+class LineHandler {
+public:
+    LineHandler(Mode mode, const CompactDictionary& dictionary, Output& output)
+        : mode_(mode), dictionary_(dictionary), output_(output), lookup_(dictionary, output) {
+        if (mode == Mode::generate) generator_.emplace(dictionary);
+        if (mode == Mode::text) text_.emplace(dictionary, lookup_); // its word iterator only when it reads text
+    }
+
+    // Handles one line of input; false when it is not a query of
+    // generation (reported).
+    bool handle(std::string_view line) {
+        switch (mode_) {
+        case Mode::words:
+            if (!line.empty()) lookup_.lookUp(line);
+            return true;
+        case Mode::text:
+            text_->lookUpWordsOf(line);
+            return true;
+        case Mode::generate:
+            if (line.empty() || generate(*generator_, dictionary_, line, output_)) return true;
+            output_.flush();
+            printError("not a query LEMMA,CATEGORY+PROPERTIES: " + std::string(line));
+            return false;
+        case Mode::info:
+            break;
+        }
+        return true;
+    }
+
+private:
+    const Mode mode_;
+    const CompactDictionary& dictionary_;
+    Output& output_;
+    WordLookup lookup_;
+    std::optional<FormGenerator> generator_;
+    std::optional<TextLookup> text_;
+};
+
+// Reads every input of `options` line by line through `handler`. The
+// status: failure when an input cannot be read or a line is refused (each
+// reported), success otherwise.
+ExitStatus readInputs(const Options& options, LineHandler& handler, Output& output) {
+    ExitStatus status = statusSuccess;
+    for (const std::string& input : options.inputs) {
+        const bool read = forEachInputLine(input, [&](std::string_view line) {
+            if (!handler.handle(line)) status = statusFailedInput;
+        });
+        if (!read) {
+            output.flush();
+            printError("cannot read " + input + ": " + std::strerror(errno));
+            status = statusFailedInput;
+        }
+    }
+    return status;
+}
+
 ExitStatus run(int argc, char** argv) {
     Options options;
     if (const std::optional<ExitStatus> end = readCommandLine(argc, argv, options)) return *end;
@@ -322,37 +380,8 @@ ExitStatus run(int argc, char** argv) {
     if (options.mode == Mode::info) {
         printInfo(dictionary, output);
     } else {
-        WordLookup lookup(dictionary, output);
-        std::optional<FormGenerator> generator;
-        if (options.mode == Mode::generate) generator.emplace(dictionary);
-        std::optional<TextLookup> text; // its word iterator only when it reads text
-        if (options.mode == Mode::text) text.emplace(dictionary, lookup);
-        for (const std::string& input : options.inputs) {
-            const bool read = forEachInputLine(input, [&](std::string_view line) {
-                switch (options.mode) {
-                case Mode::words:
-                    if (!line.empty()) lookup.lookUp(line);
-                    break;
-                case Mode::text:
-                    text->lookUpWordsOf(line);
-                    break;
-                case Mode::generate:
-                    if (!line.empty() && !generate(*generator, dictionary, line, output)) {
-                        output.flush();
-                        printError("not a query LEMMA,CATEGORY+PROPERTIES: " + std::string(line));
-                        status = statusFailedInput;
-                    }
-                    break;
-                case Mode::info:
-                    break;
-                }
-            });
-            if (!read) {
-                output.flush();
-                printError("cannot read " + input + ": " + std::strerror(errno));
-                status = statusFailedInput;
-            }
-        }
+        LineHandler handler(options.mode, dictionary, output);
+        status = readInputs(options, handler, output);
     }
     output.flush();
     if (output.failed()) {
