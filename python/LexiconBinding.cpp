@@ -138,7 +138,12 @@ std::optional<FormRecord> DictionaryForms::next() {
     return std::move(records_[nextRecord_++]);
 }
 
-py::class_<LexiconHandle> bindLexicon(py::module_& module) {
+namespace {
+
+// lexpand.DictionaryForms: the iterator that Lexicon.expand_dictionary
+// answers. A record ready is taken with the GIL held; reading and expanding
+// the next entry runs without it.
+void bindDictionaryForms(py::module_& module) {
     py::class_<DictionaryForms>(module, "DictionaryForms",
                                 "The forms of a dictionary file, entry by entry: an iterator of lexpand.Form.")
         .def(
@@ -155,30 +160,11 @@ py::class_<LexiconHandle> bindLexicon(py::module_& module) {
             if (!record) throw py::stop_iteration();
             return toPython(*record, formClass());
         });
+}
 
-    py::class_<LexiconHandle> lexicon(module, "Lexicon",
-                                      R"(The grammars and properties definitions of lexpand, loaded once.
-
-Loading takes the steps of lexpand, in its order and with its messages: the
-files exist (dictionaries, grammars, then the definitions); each grammar is
-compiled and merged; each dictionary is read and the grammars it names with
-"#use" are merged; the properties definitions are read. A failure raises
-lexpand.LoadError with the line lexpand prints.
-
-A Lexicon may be used from several threads; its expansions run one at a
-time, without the GIL.)");
+// Lexicon.expand and Lexicon.expand_dictionary, expansions without the GIL.
+void defineExpansions(py::class_<LexiconHandle>& lexicon) {
     lexicon
-        .def(py::init([](const std::filesystem::path& definitions, const std::vector<std::filesystem::path>& grammars,
-                         const std::vector<std::filesystem::path>& dictionaries) {
-                 LexiconFiles files{pathTexts(dictionaries), pathTexts(grammars), definitions.string()};
-                 const py::gil_scoped_release release;
-                 return std::make_unique<LexiconHandle>(std::move(files));
-             }),
-             py::kw_only(), "definitions"_a, "grammars"_a = std::vector<std::filesystem::path>{},
-             "dictionaries"_a = std::vector<std::filesystem::path>{},
-             R"(Loads the properties definitions (.def), the grammars (.pdg) and the
-dictionaries (.dic) whose "#use" grammars are wanted; paths are str or
-os.PathLike.)")
         .def(
             "expand",
             [](LexiconHandle& self, const std::string& line) {
@@ -208,7 +194,12 @@ read block by block, never held whole. Blank lines, comments and "#use"
 lines are passed over: the grammars a dictionary names are those loaded with
 the Lexicon. Raises lexpand.LoadError when the file does not exist (at once)
 or cannot be read as UTF-8, and lexpand.ExpansionError at the first entry that
-fails, after the records of the entries before it.)")
+fails, after the records of the entries before it.)");
+}
+
+// The paths a Lexicon was loaded from, and its repr.
+void defineDescription(py::class_<LexiconHandle>& lexicon) {
+    lexicon
         .def_property_readonly(
             "definitions", [](const LexiconHandle& self) { return *self.lexicon().files().definitionsPath; },
             "The path of the properties definitions.")
@@ -219,6 +210,38 @@ fails, after the records of the entries before it.)")
             "dictionaries", [](const LexiconHandle& self) { return self.lexicon().files().dictionaryPaths; },
             "The paths of the dictionaries.")
         .def("__repr__", &describe);
+}
+
+} // namespace
+
+py::class_<LexiconHandle> bindLexicon(py::module_& module) {
+    bindDictionaryForms(module);
+
+    py::class_<LexiconHandle> lexicon(module, "Lexicon",
+                                      R"(The grammars and properties definitions of lexpand, loaded once.
+
+Loading takes the steps of lexpand, in its order and with its messages: the
+files exist (dictionaries, grammars, then the definitions); each grammar is
+compiled and merged; each dictionary is read and the grammars it names with
+"#use" are merged; the properties definitions are read. A failure raises
+lexpand.LoadError with the line lexpand prints.
+
+A Lexicon may be used from several threads; its expansions run one at a
+time, without the GIL.)");
+    lexicon.def(
+        py::init([](const std::filesystem::path& definitions, const std::vector<std::filesystem::path>& grammars,
+                    const std::vector<std::filesystem::path>& dictionaries) {
+            LexiconFiles files{pathTexts(dictionaries), pathTexts(grammars), definitions.string()};
+            const py::gil_scoped_release release;
+            return std::make_unique<LexiconHandle>(std::move(files));
+        }),
+        py::kw_only(), "definitions"_a, "grammars"_a = std::vector<std::filesystem::path>{},
+        "dictionaries"_a = std::vector<std::filesystem::path>{},
+        R"(Loads the properties definitions (.def), the grammars (.pdg) and the
+dictionaries (.dic) whose "#use" grammars are wanted; paths are str or
+os.PathLike.)");
+    defineExpansions(lexicon);
+    defineDescription(lexicon);
     return lexicon;
 }
 
