@@ -28,17 +28,20 @@ namespace {
 
 constexpr std::size_t maximalInputSize = 4096;
 
-// A directory of this process, removed when it exits.
+// A directory of this process, removed when it exits. The removal is
+// registered once the path is made, so that it runs before the path is
+// destroyed (exit runs handlers and destructors in the reverse order).
 const std::filesystem::path& workDirectory() {
     static const std::filesystem::path directory = [] {
         std::string pattern = (std::filesystem::temp_directory_path() / "lexpand-fuzz-XXXXXX").string();
         if (mkdtemp(pattern.data()) == nullptr) __builtin_trap();
-        std::atexit([] {
-            std::error_code ignored;
-            std::filesystem::remove_all(workDirectory(), ignored);
-        });
         return std::filesystem::path(pattern);
     }();
+    static const int removal = std::atexit([] {
+        std::error_code ignored;
+        std::filesystem::remove_all(workDirectory(), ignored);
+    });
+    (void)removal;
     return directory;
 }
 
