@@ -229,10 +229,13 @@ void Worker::markUsed(const ALU& alu, ChunkResult& result) {
     };
     for (const std::string& value : alu.flxParadigms) use("FLX=" + value, inflectionalExpression(value));
     for (const std::string& value : alu.drvParadigms) {
-        const std::size_t colon = value.rfind(':');
         if (!usedValues_.insert("DRV=" + value).second) continue;
-        result.used.push_back(colon == std::string::npos ? value : value.substr(0, colon));
-        if (colon != std::string::npos && colon + 1 < value.size()) result.used.push_back(value.substr(colon + 1));
+        // The graphs that the value names; the first "FLX=" value that a
+        // value without ":" inflects by counts among the entry's own.
+        const std::optional<DerivationNames> names = derivationNamesOf(value, alu);
+        result.used.push_back(names ? names->derivation : value);
+        if (names && value.find(':') != std::string::npos && !names->inflection.empty())
+            result.used.push_back(names->inflection);
     }
 }
 

@@ -359,12 +359,10 @@ std::optional<EntryParadigms> EntryDiagnoser::State::paradigmsOf(const ALU& alu)
         entryParadigms.inflections.push_back(*paradigm);
     }
     for (const std::string& value : alu.drvParadigms) {
-        const std::size_t colon = value.rfind(':');
-        if (colon == std::string::npos && alu.flxParadigms.empty()) return std::nullopt;
-        const std::string derivationName = colon == std::string::npos ? value : value.substr(0, colon);
-        const std::string inflectionName =
-            colon == std::string::npos ? alu.flxParadigms.front() : value.substr(colon + 1);
-        const std::optional<Paradigm>& derivation = ofGraph(derivationName).paradigm;
+        const std::optional<DerivationNames> names = derivationNamesOf(value, alu);
+        if (!names) return std::nullopt;
+        const std::string& inflectionName = names->inflection;
+        const std::optional<Paradigm>& derivation = ofGraph(names->derivation).paradigm;
         if (!derivation) return std::nullopt;
         DerivationParadigms derived{*derivation, std::nullopt};
         if (!inflectionName.empty()) {
@@ -421,12 +419,11 @@ EntryFinding EntryDiagnoser::diagnose(std::string_view line) {
     std::vector<Derivation> derivations;
     for (const std::string& value : alu->drvParadigms) {
         const std::size_t at = itemOffset(line, *lexeme, "DRV=" + value) + 4;
-        const std::size_t colon = value.rfind(':');
-        if (colon == std::string::npos && alu->flxParadigms.empty())
+        std::optional<DerivationNames> names = derivationNamesOf(value, *alu);
+        if (!names)
             return atEntry(DiagnosticCode::derivationWithoutInflection, message::derivationWithoutInflection(value),
                            at);
-        Derivation derivation{colon == std::string::npos ? value : value.substr(0, colon),
-                              colon == std::string::npos ? alu->flxParadigms.front() : value.substr(colon + 1), at};
+        Derivation derivation{std::move(names->derivation), std::move(names->inflection), at};
         if (const Explored& explored = state.ofGraph(derivation.derivationName); explored.finding)
             return locatedAt(*explored.finding, at);
         if (!derivation.inflectionName.empty()) {

@@ -16,11 +16,13 @@
 namespace lexpand {
 
 // One completed path as the exploration meets it: its input, joined as the
-// level wants but not trimmed, and its non-empty outputs in path order. The
-// views are valid during the visit only.
+// level wants but not trimmed, its non-empty outputs in path order, and the
+// graphs it went through (the start graph first, then each graph it called,
+// in the order of the calls). The views are valid during the visit only.
 struct FoundPath {
     std::string_view input;
     std::span<const std::string* const> outputs;
+    std::span<const GFSA* const> graphs;
 };
 
 // Called once per completed path, in the order of MGFSA::explore; answers
