@@ -510,6 +510,16 @@ std::string shownGrammarPath(const std::string& dictionaryPath, const std::strin
 
 } // namespace
 
+void addUsedGrammars(GrammarChecker& grammars, const std::string& dictionaryPath, std::string_view text) {
+    const SourceText source(dictionaryPath, text);
+    for (const std::string_view line : grammarReferenceLines(text)) {
+        const std::string name(line.substr(grammarReferencePrefix.size()));
+        const GrammarUse use{source.locate(source.offsetOf(line) + grammarReferencePrefix.size()), name};
+        grammars.addGrammarFile(usedGrammarPath(dictionaryPath, name).path, shownGrammarPath(dictionaryPath, name),
+                                &use);
+    }
+}
+
 CheckSummary checkLexicon(const LexiconFiles& files, DiagnosticSink& sink, const ExploreOptions& options) {
     Reporter reporter(sink);
     CheckSummary summary;
@@ -529,14 +539,7 @@ CheckSummary checkLexicon(const LexiconFiles& files, DiagnosticSink& sink, const
                                            message::dictionaryGivenTwice()));
         std::optional<std::string> text = readCheckedFile(path, path, reporter);
         everyDictionaryRead = everyDictionaryRead && text.has_value();
-        if (text) {
-            const SourceText source(path, *text);
-            for (const std::string_view line : grammarReferenceLines(*text)) {
-                const std::string name(line.substr(grammarReferencePrefix.size()));
-                const GrammarUse use{source.locate(source.offsetOf(line) + grammarReferencePrefix.size()), name};
-                grammars.addGrammarFile(usedGrammarPath(path, name).path, shownGrammarPath(path, name), &use);
-            }
-        }
+        if (text) addUsedGrammars(grammars, path, *text);
         texts.push_back(std::move(text));
     }
     grammars.checkCalls();
