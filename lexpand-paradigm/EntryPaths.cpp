@@ -81,7 +81,8 @@ EntryTraces traceEntry(const ALU& alu, const MGFSA& grammar) {
             names->inflection.empty() ? std::vector<TracedPath>() : tracedPaths(grammar, names->inflection));
         for (const TracedPath& derivation : derivations) {
             if (names->inflection.empty()) traces.forms.push_back(FormPaths{&derivation, nullptr});
-            for (const TracedPath& inflection : inflections) traces.forms.push_back(FormPaths{&derivation, &inflection});
+            for (const TracedPath& inflection : inflections)
+                traces.forms.push_back(FormPaths{&derivation, &inflection});
         }
     }
     return traces;
@@ -116,10 +117,9 @@ bool printEntryWithPaths(const Lexicon& lexicon, std::string_view line, LineSink
     const EntryTraces traces = traceEntry(*entry, lexicon.paradigms());
     std::size_t index = 0;
     return forEachForm(*entry, *paradigms, [&](const EntryForm& form) {
-        const std::optional<FormLine> formLine =
-            assembleFormLine(form.wordForm, *form.category, entry->morphologicalProperties,
-                             sortedPropertyList(listedProperties(*entry, form), std::string(form.reverseCommand)),
-                             definitions);
+        const std::optional<FormLine> formLine = assembleFormLine(
+            form.wordForm, *form.category, entry->morphologicalProperties,
+            sortedPropertyList(listedProperties(*entry, form), std::string(form.reverseCommand)), definitions);
         if (!formLine) return false;
         if (formLine->inconsistent)
             out.printLine("  (the form " + std::string(form.wordForm) +
