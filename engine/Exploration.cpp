@@ -191,6 +191,9 @@ std::optional<ExplorationEnd> PathExplorer::arrive(std::size_t index) {
     if (++pathsFound_ > options_.maxPaths) return fail(ExplorationFailure::Kind::pathLimit);
     const Step& frame = path_[step.frameStart];
     if (frame.caller == noStep) {
+        // Reading a path costs its length: it counts as that many steps.
+        steps_ += path_.size();
+        if (steps_ > options_.maxSteps) return fail(ExplorationFailure::Kind::stepLimit);
         if (!visit_(FoundPath{input_, outputs_, graphs_})) return ExplorationEnd::stopped;
         return std::nullopt;
     }

@@ -45,7 +45,7 @@ struct ExplorationFailure {
         missingGraph, // the start graph or a called graph is missing (or has no state)
         callDepth,    // a call would nest deeper than options.maxCallDepth
         pathLimit,    // more than options.maxPaths paths
-        stepLimit,    // more than options.maxSteps transitions followed
+        stepLimit,    // more than options.maxSteps steps (transitions followed, items of paths visited)
         malformed,    // a transition with an invalid label or destination
     };
     Kind kind = Kind::malformed;
