@@ -409,14 +409,17 @@ std::optional<std::vector<std::int64_t>> landings(const GFSA& graph, const Alpha
 }
 
 // The input of every path of the graph `name`, as MGFSA::explore gives them
-// at level syntax with repetition limit 1: absent when that exploration is.
-// Cost: for a rule without calls and loops, linear in the size of its graph
+// at level syntax with repetition limit 1 and `options`: absent when that
+// exploration is. A rule without calls and loops is walked directly, crossing
+// chains of states that pass on in one step, so that it makes at most the
+// steps the exploration would count (and may succeed where it would pass
+// options.maxSteps). Cost: for such a rule, linear in the size of its graph
 // and of the paths' inputs; otherwise that of MGFSA::explore.
-std::optional<std::vector<std::string>> enumerateRule(const MGFSA& grammar, const std::string& name,
-                                                      const GFSA& graph) {
+std::optional<std::vector<std::string>> enumerateRule(const MGFSA& grammar, const std::string& name, const GFSA& graph,
+                                                      const ExploreOptions& options) {
     const std::optional<std::vector<std::int64_t>> landing = landings(graph, grammar.alphabet);
     if (!landing) {
-        std::optional<ExplorationResult> paths = grammar.explore(name, LinguisticLevel::syntax, 1);
+        std::optional<ExplorationResult> paths = grammar.explore(name, LinguisticLevel::syntax, 1, options);
         if (!paths) return std::nullopt;
         return std::move(paths->input);
     }
@@ -429,12 +432,14 @@ std::optional<std::vector<std::string>> enumerateRule(const MGFSA& grammar, cons
     std::vector<Step> path;
     std::string input;
     std::size_t pathsFound = 0;
+    std::size_t steps = 0;
     // A step lands where the chain of states that pass on from its state ends.
     const auto enter = [&](std::int64_t state, std::size_t inputLength) {
         const auto landed = static_cast<std::size_t>((*landing)[static_cast<std::size_t>(state)]);
         path.push_back(Step{landed, 0, inputLength});
         if (!graph.states[landed].isTerminal) return true;
-        if (++pathsFound > ExploreOptions().maxPaths) return false;
+        steps += path.size(); // reading the path
+        if (++pathsFound > options.maxPaths || steps > options.maxSteps) return false;
         inputs.emplace_back(trimWhiteSpaceAndNewlines(input));
         return true;
     };
@@ -448,6 +453,7 @@ std::optional<std::vector<std::string>> enumerateRule(const MGFSA& grammar, cons
             continue;
         }
         const GFSA::Transition& transition = transitions[step.next++];
+        if (++steps > options.maxSteps) return std::nullopt;
         const std::size_t inputLength = input.size();
         const Label& label = grammar.alphabet.array[static_cast<std::size_t>(transition.labelIndex)];
         if (!readsNothing(label)) {
@@ -547,8 +553,11 @@ std::string ALU::description() const {
     return text;
 }
 
-std::optional<PropertiesDefinitions> PropertiesDefinitions::init(std::string_view grammarString) {
-    const std::optional<MGFSA> grammar = textualGrammarToMgfsa(grammarString, LinguisticLevel::propertyDefinition);
+std::optional<PropertiesDefinitions> PropertiesDefinitions::init(std::string_view grammarString,
+                                                                 const ExploreOptions& explore,
+                                                                 const CompileOptions& compile) {
+    const std::optional<MGFSA> grammar =
+        textualGrammarToMgfsa(grammarString, LinguisticLevel::propertyDefinition, compile);
     if (!grammar) return std::nullopt;
     PropertiesDefinitions definitions;
     // The graphs come in ascending order of their names.
@@ -557,7 +566,7 @@ std::optional<PropertiesDefinitions> PropertiesDefinitions::init(std::string_vie
         const bool morphological = name == "MORPHOLOGICALPROPERTIES";
         const std::size_t underscore = name.find('_');
         if (!exclusive && !morphological && underscore == npos) return std::nullopt;
-        std::optional<std::vector<std::string>> values = enumerateRule(*grammar, name, graph);
+        std::optional<std::vector<std::string>> values = enumerateRule(*grammar, name, graph, explore);
         if (!values) return std::nullopt;
         if (exclusive) {
             definitions.exclusivePropertyNames = std::move(*values);

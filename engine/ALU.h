@@ -14,7 +14,9 @@
 #include <utility>
 #include <vector>
 
+#include "MGFSA.h"
 #include "TextServices.h"
+#include "TextualGrammar.h"
 
 namespace lexpand {
 
@@ -49,8 +51,16 @@ struct PropertiesDefinitions {
     // Compiles `grammarString` at level propertyDefinition and enumerates every
     // rule. Absent when the text does not compile, a rule name is neither
     // "EXCLUSIVEPROPERTIES", "MORPHOLOGICALPROPERTIES" nor holds a "_", or a
-    // rule cannot be enumerated (an undefined reference, for instance).
-    static std::optional<PropertiesDefinitions> init(std::string_view grammarString);
+    // rule cannot be enumerated (an undefined reference, for instance). The
+    // options bound the compilation of each rule and the enumeration of each
+    // rule, which explores its paths at level syntax (a rule without calls or
+    // loops is enumerated directly, in at most the steps its exploration
+    // would count). Cost: that of compiling the text, plus that of exploring
+    // each rule; with the default options, the paths of a rule that calls
+    // others can be exponentially many in its size, and are absent past
+    // explore.maxPaths.
+    static std::optional<PropertiesDefinitions> init(std::string_view grammarString, const ExploreOptions& explore = {},
+                                                     const CompileOptions& compile = {});
 };
 
 // The value first seen for each exclusive property name of one form, names

@@ -229,10 +229,13 @@ void Worker::markUsed(const ALU& alu, ChunkResult& result) {
     };
     for (const std::string& value : alu.flxParadigms) use("FLX=" + value, inflectionalExpression(value));
     for (const std::string& value : alu.drvParadigms) {
-        const std::size_t colon = value.rfind(':');
         if (!usedValues_.insert("DRV=" + value).second) continue;
-        result.used.push_back(colon == std::string::npos ? value : value.substr(0, colon));
-        if (colon != std::string::npos && colon + 1 < value.size()) result.used.push_back(value.substr(colon + 1));
+        // The graphs that the value names; the first "FLX=" value that a
+        // value without ":" inflects by counts among the entry's own.
+        const std::optional<DerivationNames> names = derivationNamesOf(value, alu);
+        result.used.push_back(names ? names->derivation : value);
+        if (names && value.find(':') != std::string::npos && !names->inflection.empty())
+            result.used.push_back(names->inflection);
     }
 }
 
@@ -507,6 +510,16 @@ std::string shownGrammarPath(const std::string& dictionaryPath, const std::strin
 
 } // namespace
 
+void addUsedGrammars(GrammarChecker& grammars, const std::string& dictionaryPath, std::string_view text) {
+    const SourceText source(dictionaryPath, text);
+    for (const std::string_view line : grammarReferenceLines(text)) {
+        const std::string name(line.substr(grammarReferencePrefix.size()));
+        const GrammarUse use{source.locate(source.offsetOf(line) + grammarReferencePrefix.size()), name};
+        grammars.addGrammarFile(usedGrammarPath(dictionaryPath, name).path, shownGrammarPath(dictionaryPath, name),
+                                &use);
+    }
+}
+
 CheckSummary checkLexicon(const LexiconFiles& files, DiagnosticSink& sink, const ExploreOptions& options) {
     Reporter reporter(sink);
     CheckSummary summary;
@@ -526,14 +539,7 @@ CheckSummary checkLexicon(const LexiconFiles& files, DiagnosticSink& sink, const
                                            message::dictionaryGivenTwice()));
         std::optional<std::string> text = readCheckedFile(path, path, reporter);
         everyDictionaryRead = everyDictionaryRead && text.has_value();
-        if (text) {
-            const SourceText source(path, *text);
-            for (const std::string_view line : grammarReferenceLines(*text)) {
-                const std::string name(line.substr(grammarReferencePrefix.size()));
-                const GrammarUse use{source.locate(source.offsetOf(line) + grammarReferencePrefix.size()), name};
-                grammars.addGrammarFile(usedGrammarPath(path, name).path, shownGrammarPath(path, name), &use);
-            }
-        }
+        if (text) addUsedGrammars(grammars, path, *text);
         texts.push_back(std::move(text));
     }
     grammars.checkCalls();

@@ -62,6 +62,10 @@ struct CheckSummary {
     bool stopped = false;     // the sink asked to stop before the end
 };
 
+// Adds to `grammars` the grammars that the "#use" lines of the dictionary
+// text `text` (of the file at `dictionaryPath`) name, as lexpand finds them.
+void addUsedGrammars(GrammarChecker& grammars, const std::string& dictionaryPath, std::string_view text);
+
 // Checks the lexicon of `files` in lexpand's order (grammars of the command
 // line, each dictionary's "#use" grammars, the calls between rules, the
 // properties definitions, each dictionary), sending every problem to `sink`.

@@ -410,12 +410,10 @@ std::optional<EntryParadigms> EntryDiagnoser::State::paradigmsOf(const ALU& alu)
         entryParadigms.inflections.push_back(*paradigm);
     }
     for (const std::string& value : alu.drvParadigms) {
-        const std::size_t colon = value.rfind(':');
-        if (colon == std::string::npos && alu.flxParadigms.empty()) return std::nullopt;
-        const std::string derivationName = colon == std::string::npos ? value : value.substr(0, colon);
-        const std::string inflectionName =
-            colon == std::string::npos ? alu.flxParadigms.front() : value.substr(colon + 1);
-        const std::optional<Paradigm>& derivation = ofGraph(derivationName).paradigm;
+        const std::optional<DerivationNames> names = derivationNamesOf(value, alu);
+        if (!names) return std::nullopt;
+        const std::string& inflectionName = names->inflection;
+        const std::optional<Paradigm>& derivation = ofGraph(names->derivation).paradigm;
         if (!derivation) return std::nullopt;
         DerivationParadigms derived{*derivation, std::nullopt};
         if (!inflectionName.empty()) {
@@ -446,12 +444,11 @@ std::optional<EntryFinding> EntryDiagnoser::State::paradigmFinding(std::string_v
     }
     for (const std::string& value : alu.drvParadigms) {
         const std::size_t at = valueOffset(line, lexeme, "DRV=", value);
-        const std::size_t colon = value.rfind(':');
-        if (colon == std::string::npos && alu.flxParadigms.empty())
+        std::optional<DerivationNames> names = derivationNamesOf(value, alu);
+        if (!names)
             return atEntry(DiagnosticCode::derivationWithoutInflection, message::derivationWithoutInflection(value),
                            at);
-        DerivationItem derivation{colon == std::string::npos ? value : value.substr(0, colon),
-                                  colon == std::string::npos ? alu.flxParadigms.front() : value.substr(colon + 1), at};
+        DerivationItem derivation{std::move(names->derivation), std::move(names->inflection), at};
         if (std::optional<EntryFinding> finding = derivationFinding(derivation)) return finding;
         derivations.push_back(std::move(derivation));
     }

@@ -129,6 +129,7 @@ private:
     std::unordered_map<std::int64_t, Call> calls_; // by label index
     std::string input_;
     std::vector<const std::string*> outputs_;
+    std::vector<const GFSA*> graphs_; // the graphs entered by the steps of path_, in order
     std::size_t pathsFound_ = 0;
     std::size_t steps_ = 0;
 };
@@ -167,11 +168,13 @@ void PathExplorer::push(Step step, std::int64_t labelId) {
     }
     if (!label.output.empty()) outputs_.push_back(&label.output);
     ++(*step.counts)[static_cast<std::size_t>(step.state)];
+    if (step.frameStart == path_.size()) graphs_.push_back(step.graph); // a graph entered
     path_.push_back(step);
 }
 
 void PathExplorer::pop() {
     const Step& step = path_.back();
+    if (step.frameStart == path_.size() - 1) graphs_.pop_back();
     input_.resize(step.inputLength);
     outputs_.resize(step.outputCount);
     --(*step.counts)[static_cast<std::size_t>(step.state)];
@@ -188,7 +191,10 @@ std::optional<ExplorationEnd> PathExplorer::arrive(std::size_t index) {
     if (++pathsFound_ > options_.maxPaths) return fail(ExplorationFailure::Kind::pathLimit);
     const Step& frame = path_[step.frameStart];
     if (frame.caller == noStep) {
-        if (!visit_(FoundPath{input_, outputs_})) return ExplorationEnd::stopped;
+        // Reading a path costs its length: it counts as that many steps.
+        steps_ += path_.size();
+        if (steps_ > options_.maxSteps) return fail(ExplorationFailure::Kind::stepLimit);
+        if (!visit_(FoundPath{input_, outputs_, graphs_})) return ExplorationEnd::stopped;
         return std::nullopt;
     }
     const Step& caller = path_[frame.caller];

@@ -16,11 +16,13 @@
 namespace lexpand {
 
 // One completed path as the exploration meets it: its input, joined as the
-// level wants but not trimmed, and its non-empty outputs in path order. The
-// views are valid during the visit only.
+// level wants but not trimmed, its non-empty outputs in path order, and the
+// graphs it went through (the start graph first, then each graph it called,
+// in the order of the calls). The views are valid during the visit only.
 struct FoundPath {
     std::string_view input;
     std::span<const std::string* const> outputs;
+    std::span<const GFSA* const> graphs;
 };
 
 // Called once per completed path, in the order of MGFSA::explore; answers
@@ -43,7 +45,7 @@ struct ExplorationFailure {
         missingGraph, // the start graph or a called graph is missing (or has no state)
         callDepth,    // a call would nest deeper than options.maxCallDepth
         pathLimit,    // more than options.maxPaths paths
-        stepLimit,    // more than options.maxSteps transitions followed
+        stepLimit,    // more than options.maxSteps steps (transitions followed, items of paths visited)
         malformed,    // a transition with an invalid label or destination
     };
     Kind kind = Kind::malformed;

@@ -52,13 +52,13 @@ UsedGrammarPath usedGrammarPath(const std::string& dictionaryPath, const std::st
     return UsedGrammarPath{std::move(directory), std::move(path)};
 }
 
-std::optional<MGFSA> loadGrammarFile(const std::string& path) {
+std::optional<MGFSA> loadGrammarFile(const std::string& path, const GrammarOptions& options) {
     const std::optional<std::string> text = loadGrammar(path);
     if (!text) return std::nullopt;
-    std::optional<MGFSA> grammar = textualGrammarToMgfsa(*text, LinguisticLevel::orthographic);
+    std::optional<MGFSA> grammar = textualGrammarToMgfsa(*text, LinguisticLevel::orthographic, options.compile);
     if (!grammar) return std::nullopt;
     // A grammar past the bounds of determinization does not compile either.
-    if (!grammar->determinize()) return std::nullopt;
+    if (!grammar->determinize(options.determinize)) return std::nullopt;
     return grammar;
 }
 
@@ -76,14 +76,15 @@ std::vector<std::string_view> grammarReferenceLines(std::string_view text) {
 
 namespace {
 
-DictionaryGrammars loadGrammarsUsedBy(const std::string& dictionaryPath, std::string_view dictionaryText) {
+DictionaryGrammars loadGrammarsUsedBy(const std::string& dictionaryPath, std::string_view dictionaryText,
+                                      const GrammarOptions& options) {
     MGFSA accumulated(LinguisticLevel::orthographic);
     std::optional<std::string> resourceDirectory; // computed on the first "#use" line
     for (const std::string_view line : grammarReferenceLines(dictionaryText)) {
         if (!resourceDirectory) resourceDirectory = resourceDirectoryOf(dictionaryPath);
         // The name is kept exactly as written, inner and trailing spaces included.
         const std::string name(line.substr(grammarReferencePrefix.size()));
-        const std::optional<MGFSA> grammar = loadGrammarFile(appendPathComponent(*resourceDirectory, name));
+        const std::optional<MGFSA> grammar = loadGrammarFile(appendPathComponent(*resourceDirectory, name), options);
         if (!grammar) {
             return refusal("Cannot handle morphological grammar in: " + name + " in resource directory " +
                            *resourceDirectory);
@@ -98,15 +99,15 @@ DictionaryGrammars loadGrammarsUsedBy(const std::string& dictionaryPath, std::st
 
 } // namespace
 
-LoadedDictionary loadDictionaryAndGrammars(const std::string& path) {
+LoadedDictionary loadDictionaryAndGrammars(const std::string& path, const GrammarOptions& options) {
     std::optional<std::string> text = readUtf8File(path);
     if (!text) return LoadedDictionary{std::string(), refusal("Cannot load dictionary " + path)};
-    DictionaryGrammars grammars = loadGrammarsUsedBy(path, *text);
+    DictionaryGrammars grammars = loadGrammarsUsedBy(path, *text, options);
     return LoadedDictionary{std::move(*text), std::move(grammars)};
 }
 
-DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& path) {
-    return loadDictionaryAndGrammars(path).grammars;
+DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& path, const GrammarOptions& options) {
+    return loadDictionaryAndGrammars(path, options).grammars;
 }
 
 } // namespace lexpand

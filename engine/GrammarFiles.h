@@ -10,17 +10,29 @@
 #include <string_view>
 #include <vector>
 
+#include "GFSA.h"
 #include "MGFSA.h"
+#include "TextualGrammar.h"
 
 namespace lexpand {
 
 // A dictionary line that begins with this names a grammar (the rest of the line).
 inline constexpr std::string_view grammarReferencePrefix = "#use ";
 
+// The bounds of loading a grammar: each rule's automaton as written, then
+// determinized. The defaults are lexpand's limits.
+struct GrammarOptions {
+    CompileOptions compile;
+    DeterminizeOptions determinize;
+};
+
 // The grammar file at `path` read, compiled at the orthographic level and
 // determinized; absent when the file cannot be read as UTF-8 or a rule does
-// not compile. Cost: linear in the file, plus determinization (bounded).
-std::optional<MGFSA> loadGrammarFile(const std::string& path);
+// not compile, or passes a bound of `options`. Cost: linear in the file, plus
+// the automata built (each at most options.compile.maxStates states) and their
+// determinization (each at most options.determinize.maxStates states;
+// exponential in the rule's size below that bound).
+std::optional<MGFSA> loadGrammarFile(const std::string& path, const GrammarOptions& options = {});
 
 struct DictionaryGrammars {
     std::optional<MGFSA> grammar; // every graph of every "#use" grammar, merged
@@ -28,10 +40,11 @@ struct DictionaryGrammars {
 };
 
 // Loads and merges the grammars named by the "#use" lines of the dictionary at
-// `path`, resolved against the dictionary's directory. On failure the grammar
-// is absent and the message says why ("Cannot load dictionary ..." when the
-// dictionary itself cannot be read).
-DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& path);
+// `path`, resolved against the dictionary's directory, each by
+// loadGrammarFile with `options`. On failure the grammar is absent and the
+// message says why ("Cannot load dictionary ..." when the dictionary itself
+// cannot be read). Cost: reading the dictionary, plus loading each grammar.
+DictionaryGrammars loadMorphologicalGrammarsFromDictionary(const std::string& path, const GrammarOptions& options = {});
 
 // A dictionary read once (it may be a pipe), with the grammars it names: its
 // text then serves the expansion too.
@@ -39,7 +52,7 @@ struct LoadedDictionary {
     std::string text; // empty when it cannot be read
     DictionaryGrammars grammars;
 };
-LoadedDictionary loadDictionaryAndGrammars(const std::string& path);
+LoadedDictionary loadDictionaryAndGrammars(const std::string& path, const GrammarOptions& options = {});
 
 // Where a dictionary at `dictionaryPath` finds the grammar that a "#use" line
 // names `name`: its resource directory (absolute, without a final "/") and

@@ -43,7 +43,7 @@ std::optional<InputKind> inputKindOf(std::string_view extension) {
     return std::nullopt;
 }
 
-Lexicon::Lexicon(LexiconFiles files) : files_(std::move(files)) {}
+Lexicon::Lexicon(LexiconFiles files, const LexiconOptions& options) : files_(std::move(files)), options_(options) {}
 
 Lexicon::~Lexicon() = default;
 
@@ -61,7 +61,7 @@ std::optional<LexiconFailure> Lexicon::checkFiles() const {
 std::optional<LexiconFailure> Lexicon::loadGrammarsOfCommandLine() {
     constexpr auto step = LexiconFailure::Step::grammar;
     for (const std::string& path : files_.grammarPaths) {
-        const std::optional<MGFSA> grammar = loadGrammarFile(path);
+        const std::optional<MGFSA> grammar = loadGrammarFile(path, options_.grammars);
         if (!grammar) return failure(step, "*** Cannot handle morphological grammar in: " + path);
         // The rule name "Main" is reserved: no grammar of the command line may define it.
         if (grammar->graphs.count("Main") != 0)
@@ -76,7 +76,7 @@ std::optional<LexiconFailure> Lexicon::loadGrammarsOfCommandLine() {
 std::optional<LexiconFailure> Lexicon::loadGrammarsOfDictionaries() {
     constexpr auto step = LexiconFailure::Step::dictionaryGrammars;
     for (const std::string& path : files_.dictionaryPaths) {
-        LoadedDictionary dictionary = loadDictionaryAndGrammars(path);
+        LoadedDictionary dictionary = loadDictionaryAndGrammars(path, options_.grammars);
         if (!dictionary.grammars.grammar) return failure(step, std::move(dictionary.grammars.errorMessage));
         if (!paradigms_.mergeWith(*dictionary.grammars.grammar))
             return failure(step, "*** Cannot merge grammars used in " + path +
@@ -107,7 +107,7 @@ std::optional<LexiconFailure> Lexicon::loadDefinitions() {
     if (!files_.definitionsPath) return std::nullopt;
     try {
         const std::optional<std::string> text = loadGrammar(*files_.definitionsPath);
-        if (text) definitions_ = PropertiesDefinitions::init(*text);
+        if (text) definitions_ = PropertiesDefinitions::init(*text, options_.explore, options_.grammars.compile);
     } catch (const std::bad_alloc&) {
         definitions_.reset();
     }
@@ -125,7 +125,7 @@ std::optional<LexiconFailure> Lexicon::load() {
 
 std::optional<std::int64_t> Lexicon::expandEntryLine(std::string_view line, LineSink& sink) {
     if (!definitions_) return std::nullopt;
-    if (!expander_) expander_ = std::make_unique<EntryLineExpander>(*definitions_, paradigms_);
+    if (!expander_) expander_ = std::make_unique<EntryLineExpander>(*definitions_, paradigms_, options_.explore);
     return expander_->expand(line, sink);
 }
 

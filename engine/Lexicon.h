@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ALU.h"
+#include "GrammarFiles.h"
 #include "LineSink.h"
 #include "MGFSA.h"
 
@@ -51,9 +52,16 @@ struct LexiconFailure {
     std::string message;
 };
 
+// The bounds of loading a lexicon and of expanding its entry lines. The
+// defaults are lexpand's limits.
+struct LexiconOptions {
+    GrammarOptions grammars; // each grammar of the command line and of "#use"; the definitions' compilation
+    ExploreOptions explore;  // the enumeration of the definitions, and each paradigm of expandEntryLine
+};
+
 class Lexicon {
 public:
-    explicit Lexicon(LexiconFiles files);
+    explicit Lexicon(LexiconFiles files, const LexiconOptions& options = {});
     Lexicon(const Lexicon&) = delete; // expanders refer to the grammar in place
     Lexicon& operator=(const Lexicon&) = delete;
     ~Lexicon();
@@ -65,9 +73,10 @@ public:
     // that defines "Main" or a rule defined before is refused), then reads
     // each dictionary once and merges the grammars it names with "#use".
     // loadDefinitions reads the properties definitions. Memory that runs out
-    // is a failure of the step, for the file it was working on. Cost: linear
-    // in the files, plus determinization and the enumeration of the
-    // definitions.
+    // is a failure of the step, for the file it was working on, and so is a
+    // bound of the options that is passed. Cost: linear in the files, plus
+    // the compilation and determinization of the grammars and the
+    // enumeration of the definitions, each bounded by the options.
     std::optional<LexiconFailure> checkFiles() const;
     std::optional<LexiconFailure> loadGrammars();
     std::optional<LexiconFailure> loadDefinitions();
@@ -96,6 +105,7 @@ private:
     std::optional<LexiconFailure> loadGrammarsOfDictionaries();
 
     LexiconFiles files_;
+    const LexiconOptions options_;
     std::size_t grammarsMerged_ = 0; // grammars of the command line merged so far
     MGFSA paradigms_{LinguisticLevel::orthographic};
     std::optional<PropertiesDefinitions> definitions_;

@@ -109,7 +109,7 @@ bool MGFSA::mergeWith(const MGFSA& other) {
     return true;
 }
 
-bool MGFSA::determinize() {
+bool MGFSA::determinize(const DeterminizeOptions& options) {
     std::vector<GFSA> determinized;
     determinized.reserve(graphs.size());
     for (const auto& [name, graph] : graphs) {
@@ -117,7 +117,7 @@ bool MGFSA::determinize() {
             determinized.emplace_back();
             continue;
         }
-        std::optional<GFSA> result = graph.determinize();
+        std::optional<GFSA> result = graph.determinize(options);
         if (!result) return false;
         determinized.push_back(std::move(*result));
     }

@@ -31,10 +31,14 @@ struct ExplorationResult {
 struct ExploreOptions {
     std::size_t maxCallDepth = 64;     // entries of a path's stackOfStateIds
     std::size_t maxPaths = 10'000'000; // completed paths, those of called graphs included
-    // Transitions followed, dead ends included. Unbounded by default: the
-    // repetition limit makes every exploration finite, and the path limit
-    // ends those that find too much; a caller that must bound its time
-    // whatever the grammar (a fuzz target, an interactive tool) sets it.
+    // Steps of work: each transition followed (dead ends included) counts
+    // one, and each path of the start graph visited counts as many as it has
+    // items, what reading it costs. Unbounded by default: the repetition
+    // limit makes every exploration finite, and the path limit ends those
+    // that find too much; a caller that must bound its time and memory
+    // whatever the grammar (a fuzz target, an interactive tool) sets it. The
+    // time of an exploration is then proportional to maxSteps, and the text
+    // of the paths it finds to maxSteps times the longest label.
     std::size_t maxSteps = std::numeric_limits<std::size_t>::max();
 };
 
@@ -75,10 +79,11 @@ struct MGFSA {
     bool mergeWith(const MGFSA& other);
 
     // In place: replaces every graph by its determinized form (GFSA::determinize
-    // with its default bounds). False, and the grammar unchanged, when a graph
-    // passes those bounds. Cost: that of determinizing each graph; the
-    // determinized graphs are held until every one is done.
-    bool determinize();
+    // with the bounds of `options`, which apply to each graph). False, and the
+    // grammar unchanged, when a graph passes those bounds. Cost: that of
+    // determinizing each graph; the determinized graphs are held until every
+    // one is done.
+    bool determinize(const DeterminizeOptions& options = {});
 
     // Every path of the graph `graphName` from its initial state to a terminal
     // state, following ":Name" labels as calls and travelling any loop at most
@@ -86,7 +91,7 @@ struct MGFSA {
     // with single spaces, at every other level directly. Absent when a needed
     // graph is missing, when a call would make the stack deeper than
     // options.maxCallDepth, or when more than options.maxPaths paths are found
-    // or options.maxSteps transitions followed.
+    // or options.maxSteps steps made.
     // Cost: time proportional to the total length of the paths found, at most
     // twice (past 65,536 paths the paths are first counted, then recorded once
     // the exploration is known to succeed); memory proportional to the paths

@@ -181,6 +181,13 @@ std::string inflectionalExpression(const std::string& value) {
     return ":" + value;
 }
 
+std::optional<DerivationNames> derivationNamesOf(const std::string& value, const ALU& alu) {
+    if (const std::size_t colon = value.rfind(':'); colon != std::string::npos)
+        return DerivationNames{value.substr(0, colon), value.substr(colon + 1)};
+    if (alu.flxParadigms.empty()) return std::nullopt;
+    return DerivationNames{value, alu.flxParadigms.front()};
+}
+
 // ---- Paradigm -----------------------------------------------------------------
 
 Paradigm::Paradigm(std::shared_ptr<const ParadigmPaths> paths, std::size_t bytes)
@@ -298,23 +305,13 @@ std::optional<EntryParadigms> ParadigmCache::paradigmsOf(const ALU& alu) {
         paradigms.inflections.push_back(std::move(*paradigm));
     }
     for (const std::string& value : alu.drvParadigms) {
-        // "D:I" derives by D and inflects by I ("D:" does not inflect); a
-        // value without ":" inflects by the entry's first "FLX=" value.
-        std::string derivationalName = value;
-        std::string inflectionalName;
-        if (const std::size_t colon = value.rfind(':'); colon != std::string::npos) {
-            derivationalName = value.substr(0, colon);
-            inflectionalName = value.substr(colon + 1);
-        } else if (alu.flxParadigms.empty()) {
-            return std::nullopt;
-        } else {
-            inflectionalName = alu.flxParadigms.front();
-        }
-        std::optional<Paradigm> derivation = paradigmOfGraph(derivationalName);
+        const std::optional<DerivationNames> names = derivationNamesOf(value, alu);
+        if (!names) return std::nullopt;
+        std::optional<Paradigm> derivation = paradigmOfGraph(names->derivation);
         if (!derivation) return std::nullopt;
         std::optional<Paradigm> inflection;
-        if (!inflectionalName.empty()) {
-            inflection = paradigmOfGraph(inflectionalName);
+        if (!names->inflection.empty()) {
+            inflection = paradigmOfGraph(names->inflection);
             if (!inflection) return std::nullopt;
         }
         paradigms.derivations.push_back(DerivationParadigms{std::move(*derivation), std::move(inflection)});

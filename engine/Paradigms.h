@@ -64,6 +64,17 @@ std::optional<ParadigmPaths> exploreParadigm(const std::string& paradigmName, co
 // call or a command), else a call of the graph it names.
 std::string inflectionalExpression(const std::string& value);
 
+// The graphs that an entry's "DRV=" value names: "D:I" derives by the graph D
+// and inflects the derived forms by the graph I ("D:" does not inflect, I is
+// empty); a value without ":" inflects by the entry's first "FLX=" value,
+// taken as a graph name. Absent when it names no inflection and the entry
+// has no "FLX=" value.
+struct DerivationNames {
+    std::string derivation;
+    std::string inflection; // empty: the derived forms are not inflected
+};
+std::optional<DerivationNames> derivationNamesOf(const std::string& value, const ALU& alu);
+
 // One paradigm of an entry, known to have at least one path: its paths held
 // (its exploration succeeded), or, for a paradigm of more paths than a cache
 // holds, the graph to explore again on each use (which may yet fail, past a

@@ -174,8 +174,15 @@ std::size_t wellFormedPrefix(std::string_view text) {
             position += 8;
         }
         if (position >= text.size()) break;
-        if (static_cast<unsigned char>(text[position]) < 0x80) {
+        const auto lead = static_cast<unsigned char>(text[position]);
+        if (lead < 0x80) {
             ++position;
+            continue;
+        }
+        // Two-byte sequences (Latin, Greek, Cyrillic ...) without a call.
+        if (lead >= 0xC2 && lead < 0xE0 && position + 1 < text.size() &&
+            isContinuationByte(static_cast<unsigned char>(text[position + 1]))) {
+            position += 2;
             continue;
         }
         const std::size_t length = wellFormedLength(text, position);

@@ -33,8 +33,8 @@
 //      operand met first, where an output's own label counts after its
 //      operand; a first pass over the tree finds those texts.
 //    The result size is known before anything is built: an expression whose
-//    automaton would have more than maximalStateCount states (chains of "&"
-//    double at every step) fails cleanly.
+//    automaton would have more than maximalStateCount states, or than the
+//    caller's bound (chains of "&" double at every step), fails cleanly.
 
 #include "TextualGrammar.h"
 
@@ -605,7 +605,8 @@ std::optional<GrammarRule> getOneRule(const std::vector<std::string_view>& lines
     return readOneRule(lines, iLine).rule;
 }
 
-std::optional<MGFSA> textualGrammarToMgfsa(std::string_view grammarString, LinguisticLevel linguisticLevel) {
+std::optional<MGFSA> textualGrammarToMgfsa(std::string_view grammarString, LinguisticLevel linguisticLevel,
+                                           const CompileOptions& options) {
     MGFSA grammar(linguisticLevel);
     std::vector<std::string_view> lines = splitAtNewlines(grammarString);
     std::erase_if(lines, [](std::string_view line) { return line.empty(); });
@@ -618,7 +619,7 @@ std::optional<MGFSA> textualGrammarToMgfsa(std::string_view grammarString, Lingu
         }
         const std::optional<GrammarRule> rule = getOneRule(lines, i);
         if (!rule) return std::nullopt;
-        std::optional<GFSA> gfsa = expression2Gfsa(rule->ruleBody, linguisticLevel);
+        std::optional<GFSA> gfsa = expression2Gfsa(rule->ruleBody, linguisticLevel, options);
         if (!gfsa) return std::nullopt;
         grammar.addGraph(rule->ruleName, std::move(*gfsa));
         i = rule->nextLineIndex;
@@ -686,7 +687,8 @@ std::optional<ExpressionRemark> remarkOn(std::string_view expression, const Toke
 
 } // namespace
 
-CompiledExpression compileExpression(std::string_view expression, LinguisticLevel linguisticLevel) {
+CompiledExpression compileExpression(std::string_view expression, LinguisticLevel linguisticLevel,
+                                     const CompileOptions& options) {
     CompiledExpression compiled;
     const auto fail = [&](ExpressionFault::Kind kind, std::size_t offset, std::string token) {
         compiled.fault = ExpressionFault{kind, offset, std::move(token)};
@@ -711,7 +713,8 @@ CompiledExpression compileExpression(std::string_view expression, LinguisticLeve
         const std::size_t at = std::min(index, tokens->size() - 1);
         return fail(kind, tokenOffset(expression, *tokens, at), (*tokens)[at]);
     }
-    if (parser.nodes()[root->first].stateCount > maximalStateCount) return fail(ExpressionFault::Kind::tooLarge, 0, {});
+    const std::uint64_t maxStates = std::min(options.maxStates, maximalStateCount);
+    if (parser.nodes()[root->first].stateCount > maxStates) return fail(ExpressionFault::Kind::tooLarge, 0, {});
     compiled.gfsa = layOut(parser.nodes(), root->first);
     if (!compiled.gfsa) return fail(ExpressionFault::Kind::tooLarge, 0, {});
     const std::size_t groupEnd = parser.nextAfter(Construct::expression, 1);
@@ -720,8 +723,9 @@ CompiledExpression compileExpression(std::string_view expression, LinguisticLeve
     return compiled;
 }
 
-std::optional<GFSA> expression2Gfsa(std::string_view expression, LinguisticLevel linguisticLevel) {
-    return std::move(compileExpression(expression, linguisticLevel).gfsa);
+std::optional<GFSA> expression2Gfsa(std::string_view expression, LinguisticLevel linguisticLevel,
+                                    const CompileOptions& options) {
+    return std::move(compileExpression(expression, linguisticLevel, options).gfsa);
 }
 
 std::optional<ParseResult> expression2GFSA(const TokenList& tokensToParse, std::size_t tokenIndex,

@@ -69,15 +69,33 @@ struct RuleReading {
 // Cost: linear in the lines the rule spans.
 RuleReading readOneRule(const std::vector<std::string_view>& lines, std::size_t iLine);
 
+// The largest automaton an expression may compile to, in states: the size of
+// its automaton is known from its parse, before anything is built. Each "&"
+// about doubles it, so this bounds what chains of "&" cost.
+inline constexpr std::uint64_t maximalExpressionStates = std::uint64_t{1} << 21;
+
+// The bound of compiling an expression. The default is lexpand's limit; a
+// caller that must bound its time and memory more tightly (a fuzz target, an
+// interactive tool) passes a smaller one. Values above maximalExpressionStates
+// count as maximalExpressionStates.
+struct CompileOptions {
+    std::uint64_t maxStates = maximalExpressionStates; // states of one rule's automaton as written
+};
+
 // Compiles every rule of `grammarString` at `linguisticLevel` into one graph of
 // a new MGFSA (not determinized); absent when any rule cannot be read or
-// compiled. A text without rules gives a grammar without graphs.
-std::optional<MGFSA> textualGrammarToMgfsa(std::string_view grammarString, LinguisticLevel linguisticLevel);
+// compiled, or compiles to more than options.maxStates states. A text without
+// rules gives a grammar without graphs. Cost: linear in the text plus the
+// automata built, each at most options.maxStates states.
+std::optional<MGFSA> textualGrammarToMgfsa(std::string_view grammarString, LinguisticLevel linguisticLevel,
+                                           const CompileOptions& options = {});
 
 // Compiles one expression; absent on any failure (level dictionary, tokenizer
-// failure, no token, a rejected label, or an expression nested or chained
-// beyond what the compiler handles safely).
-std::optional<GFSA> expression2Gfsa(std::string_view expression, LinguisticLevel linguisticLevel);
+// failure, no token, a rejected label, an automaton of more than
+// options.maxStates states, or an expression nested or chained beyond what the
+// compiler handles safely).
+std::optional<GFSA> expression2Gfsa(std::string_view expression, LinguisticLevel linguisticLevel,
+                                    const CompileOptions& options = {});
 
 // Why an expression does not compile, with the offset (in the expression) of
 // the token or character at fault.
@@ -106,11 +124,11 @@ struct CompiledExpression {
 };
 
 // Compiles `expression` exactly as expression2Gfsa does, and says why it
-// fails or what it reads otherwise than it looks. The largest automaton it
-// makes has maximalExpressionStates states. Cost: that of expression2Gfsa,
-// plus one pass over the tokens.
-CompiledExpression compileExpression(std::string_view expression, LinguisticLevel linguisticLevel);
-inline constexpr std::uint64_t maximalExpressionStates = std::uint64_t{1} << 21;
+// fails or what it reads otherwise than it looks (tooLarge: past
+// options.maxStates). Cost: that of expression2Gfsa, plus one pass over the
+// tokens.
+CompiledExpression compileExpression(std::string_view expression, LinguisticLevel linguisticLevel,
+                                     const CompileOptions& options = {});
 
 // The recursive-descent parse functions: each parses one construct starting at
 // `tokenIndex` and answers the automaton and the index of the first token it

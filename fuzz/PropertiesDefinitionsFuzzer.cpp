@@ -1,6 +1,7 @@
 // Fuzz target for the properties definitions: any text is compiled and every
-// rule enumerated without a crash; a definitions record that comes out is
-// then used to parse and normalise a few entries.
+// rule enumerated without a crash, within the budgets of one input; a
+// definitions record that comes out is then used to parse and normalise a few
+// entries.
 
 #include <cstddef>
 #include <cstdint>
@@ -27,10 +28,8 @@ constexpr const char* sampleEntries[] = {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size > maximalInputSize) return 0;
     const std::string_view text = lexpand::fuzz::asText(data, size);
-    if (!lexpand::fuzz::compilesQuickly(text)) return 0;
-    if (!lexpand::fuzz::withinExplorationBudget(text, lexpand::LinguisticLevel::propertyDefinition)) return 0;
-
-    const std::optional<lexpand::PropertiesDefinitions> definitions = lexpand::PropertiesDefinitions::init(text);
+    const std::optional<lexpand::PropertiesDefinitions> definitions =
+        lexpand::PropertiesDefinitions::init(text, lexpand::fuzz::exploreBudget, lexpand::fuzz::compileBudget);
     if (!definitions) return 0;
     for (const auto& [category, properties] : definitions->categoryProperties) {
         // A category is the part of a rule name before its first "_".

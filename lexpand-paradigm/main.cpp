@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "DictionaryExpansion.h"
+#include "EntryPaths.h"
 #include "GraphDrawing.h"
 #include "Lexicon.h"
 #include "SvgRendering.h"
@@ -36,6 +37,7 @@ struct Options {
     DrawingFormat format = DrawingFormat::dot;
     bool formatGiven = false;
     bool expand = false;
+    bool paths = false; // under each form of an entry, its paradigm paths
     LexiconFiles files;
 };
 
@@ -77,6 +79,8 @@ void printHelp() {
                "  -g, --graph=NAME     draw the rule NAME as the engine holds it, determinized\n"
                "      --format=FORMAT  the drawing as Graphviz DOT text (dot, the default)\n"
                "                       or as an SVG picture (svg)\n"
+               "      --paths          with --entry: under each form, the paths of its\n"
+               "                       paradigms (graphs, command, outputs)\n"
                "      --expand         draw the rules that NAME calls inside the drawing,\n"
                "                       one level deep\n"
                "  -h, --help           print this help and exit\n"
@@ -115,12 +119,13 @@ std::string refusedOption(char** argv) {
 // Reads the command line into `options`. Answers the status to end the
 // process with, or nothing when the run may go on.
 std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** argv) {
-    enum LongOnly { formatOption = 256, expandOption };
+    enum LongOnly { formatOption = 256, expandOption, pathsOption };
     static const option longOptions[] = {
         {"entry", required_argument, nullptr, 'e'},
         {"graph", required_argument, nullptr, 'g'},
         {"format", required_argument, nullptr, formatOption},
         {"expand", no_argument, nullptr, expandOption},
+        {"paths", no_argument, nullptr, pathsOption},
         {"help", no_argument, nullptr, 'h'},
         {"version", no_argument, nullptr, 'V'},
         {nullptr, 0, nullptr, 0},
@@ -148,6 +153,9 @@ std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** arg
         case expandOption:
             options.expand = true;
             break;
+        case pathsOption:
+            options.paths = true;
+            break;
         case 'h':
             printHelp();
             return statusSuccess;
@@ -168,6 +176,7 @@ std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** arg
     if (!options.entries.empty() && options.graph) return refuseCommandLine("--entry and --graph exclude each other");
     if (!options.graph && (options.formatGiven || options.expand))
         return refuseCommandLine("--format and --expand go with --graph");
+    if (options.paths && options.entries.empty()) return refuseCommandLine("--paths goes with --entry");
     if (!options.entries.empty() && !options.files.definitionsPath)
         return refuseCommandLine("--entry needs a properties definitions .def file");
     return std::nullopt;
@@ -177,17 +186,18 @@ std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** arg
 // sent before a failure stay printed, as lexpand prints them. This is the one
 // place that decides what an entry prints, so that details asked for by
 // `options` (the paths of the forms, the reason of a failure) go here.
-bool printEntry(Lexicon& lexicon, const Options& options, std::string_view line) {
-    (void)options; // no detail is asked for yet
+bool printEntry(Lexicon& lexicon, FailureReasons& reasons, const Options& options, std::string_view line) {
     StandardOutputLines out;
-    const bool expanded = lexicon.expandEntryLine(line, out).has_value();
-    if (!expanded) printMessage("cannot expand the entry " + std::string(line));
+    const bool expanded =
+        options.paths ? printEntryWithPaths(lexicon, line, out) : lexicon.expandEntryLine(line, out).has_value();
+    if (!expanded) printMessage("cannot expand the entry " + std::string(line) + ": " + reasons.reasonFor(line));
     return expanded;
 }
 
 // Prints the entries of `text`, read as lines of a dictionary; false when
 // one of them fails or the text is not UTF-8 (`origin` names it then).
-bool printEntries(Lexicon& lexicon, const Options& options, std::string_view text, std::string_view origin) {
+bool printEntries(Lexicon& lexicon, FailureReasons& reasons, const Options& options, std::string_view text,
+                  std::string_view origin) {
     if (!isValidUtf8(text)) {
         printMessage(std::string(origin) + " is not UTF-8 text");
         return false;
@@ -197,14 +207,14 @@ bool printEntries(Lexicon& lexicon, const Options& options, std::string_view tex
         // An empty line or one that begins with "#" is passed over by the
         // expansion of a dictionary too ("#use" lines among them).
         if (line.empty() || line.front() == '#') continue;
-        succeeded = printEntry(lexicon, options, line) && succeeded;
+        succeeded = printEntry(lexicon, reasons, options, line) && succeeded;
     }
     return succeeded;
 }
 
 // Standard input, line by line, so that each entry typed at a terminal is
 // answered at once; a leading byte-order mark is ignored.
-bool printEntriesOfStandardInput(Lexicon& lexicon, const Options& options) {
+bool printEntriesOfStandardInput(Lexicon& lexicon, FailureReasons& reasons, const Options& options) {
     std::ios::sync_with_stdio(false);
     const bool interactive = isatty(STDIN_FILENO) != 0;
     bool succeeded = true;
@@ -212,19 +222,20 @@ bool printEntriesOfStandardInput(Lexicon& lexicon, const Options& options) {
     for (long lineNumber = 1; std::getline(std::cin, text); ++lineNumber) {
         if (lineNumber == 1 && text.starts_with("\xEF\xBB\xBF")) text.erase(0, 3);
         const std::string origin = "line " + std::to_string(lineNumber) + " of standard input";
-        succeeded = printEntries(lexicon, options, text, origin) && succeeded;
+        succeeded = printEntries(lexicon, reasons, options, text, origin) && succeeded;
         if (interactive) std::fflush(stdout);
     }
     return succeeded;
 }
 
 ExitStatus printEntries(Lexicon& lexicon, const Options& options) {
+    FailureReasons reasons(lexicon);
     bool succeeded = true;
     for (const std::string& entry : options.entries) {
         if (entry == "-") {
-            succeeded = printEntriesOfStandardInput(lexicon, options) && succeeded;
+            succeeded = printEntriesOfStandardInput(lexicon, reasons, options) && succeeded;
         } else {
-            succeeded = printEntries(lexicon, options, entry, "the entry " + entry) && succeeded;
+            succeeded = printEntries(lexicon, reasons, options, entry, "the entry " + entry) && succeeded;
         }
     }
     return succeeded ? statusSuccess : statusFailure;

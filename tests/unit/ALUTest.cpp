@@ -367,6 +367,23 @@ TEST(PropertiesDefinitions, ListWhatExploringEachRuleGives) {
     }
 }
 
+// The options bound both ways of enumerating a rule: directly (a rule
+// without calls or loops) and by exploring it (the paths of the called rule
+// count too: 2 + 2 here), and the compilation of every rule.
+TEST(PropertiesDefinitions, TheOptionsBoundEveryRule) {
+    const struct {
+        std::string text;
+        std::size_t pathsNeeded;
+    } rows[] = {{"N_Nb = s | p ;", 2}, {"N_Base = x | y ;\nN_Test = :N_Base z ;", 4}};
+    for (const auto& row : rows) {
+        EXPECT_TRUE(PropertiesDefinitions::init(row.text, ExploreOptions{.maxPaths = row.pathsNeeded})) << row.text;
+        EXPECT_FALSE(PropertiesDefinitions::init(row.text, ExploreOptions{.maxPaths = row.pathsNeeded - 1}))
+            << row.text;
+        EXPECT_FALSE(PropertiesDefinitions::init(row.text, ExploreOptions{.maxSteps = 1})) << row.text;
+        EXPECT_FALSE(PropertiesDefinitions::init(row.text, {}, CompileOptions{.maxStates = 1})) << row.text;
+    }
+}
+
 TEST(PropertiesDefinitions, NameListsCompareCanonically) {
     const std::string composed = "Cas\xC3\xA9", decomposed = "Case\xCC\x81";
     const auto compiled = PropertiesDefinitions::init("EXCLUSIVEPROPERTIES = " + composed +

@@ -9,6 +9,7 @@
 #include <random>
 #include <set>
 
+#include "Exploration.h"
 #include "TextualGrammar.h"
 
 namespace lexpand {
@@ -357,6 +358,34 @@ TEST(Explore, MoreThanTheMaximalNumberOfPathsIsAbsent) {
     const auto under = grammar(16).explore("G0", LinguisticLevel::orthographic, 1);
     ASSERT_TRUE(under);
     EXPECT_TRUE(under->input.empty());
+}
+
+// A step is a transition followed, and reading a completed path costs its
+// items. Here "ab" takes 2 transitions and is read as 3 items, "c" takes 1
+// and 2: 8 steps in all. Past the budget the exploration fails as such.
+TEST(Explore, TheStepBudgetCountsTransitionsAndThePathsRead) {
+    const MGFSA grammar =
+        grammarOf({{"A", handMade({{false, {{"a", "", 1}, {"c", "", 2}}}, {false, {{"b", "", 2}}}, {true, {}}})}});
+    EXPECT_EQ(show(pathsOf(grammar.explore("A", LinguisticLevel::orthographic, 1, ExploreOptions{.maxSteps = 8}))),
+              "[ab /][c /]");
+    EXPECT_FALSE(grammar.explore("A", LinguisticLevel::orthographic, 1, ExploreOptions{.maxSteps = 7}));
+    ExplorationFailure failure;
+    EXPECT_EQ(explorePaths(
+                  grammar, "A", LinguisticLevel::orthographic, 1, ExploreOptions{.maxSteps = 7},
+                  [](const FoundPath&) { return true; }, &failure),
+              ExplorationEnd::failed);
+    EXPECT_EQ(failure.kind, ExplorationFailure::Kind::stepLimit);
+}
+
+// A graph past the bounds of determinization leaves the grammar as it was.
+TEST(Determinize, PastItsBoundsTheGrammarIsUnchanged) {
+    MGFSA grammar = compiled("A = a | b ;\nB = (a | b)* a (a | b) (a | b) ;");
+    const std::string before = grammar.graphs.at("B").description();
+    const std::size_t states = grammar.graphs.at("B").determinize().value().states.size();
+    EXPECT_FALSE(grammar.determinize(DeterminizeOptions{.maxStates = states - 1}));
+    EXPECT_EQ(grammar.graphs.at("B").description(), before);
+    EXPECT_TRUE(grammar.determinize(DeterminizeOptions{.maxStates = states}));
+    EXPECT_EQ(grammar.graphs.at("B").states.size(), states);
 }
 
 // Past some tens of thousands of paths the exploration only counts, then

@@ -332,5 +332,17 @@ TEST(Expression2Gfsa, ACollocationChainThatWouldDoubleFortyTimesFails) {
     EXPECT_FALSE(expression2Gfsa(expression, LinguisticLevel::orthographic));
 }
 
+// The caller's bound is the size of the automaton as written, known before
+// it is built.
+TEST(Expression2Gfsa, TheCallersStateBoundIsTheAutomatonsSize) {
+    const auto orth = LinguisticLevel::orthographic;
+    const std::uint64_t size = expression2Gfsa("a & b", orth).value().states.size();
+    EXPECT_TRUE(expression2Gfsa("a & b", orth, CompileOptions{.maxStates = size}));
+    const CompiledExpression below = compileExpression("a & b", orth, CompileOptions{.maxStates = size - 1});
+    ASSERT_TRUE(below.fault);
+    EXPECT_EQ(below.fault->kind, ExpressionFault::Kind::tooLarge);
+    EXPECT_FALSE(textualGrammarToMgfsa("A = a ;\nB = a & b ;", orth, CompileOptions{.maxStates = size - 1}));
+}
+
 } // namespace
 } // namespace lexpand
