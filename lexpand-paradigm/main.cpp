@@ -116,58 +116,57 @@ std::string refusedOption(char** argv) {
     return std::string("-") + static_cast<char>(optopt);
 }
 
-// Reads the command line into `options`. Answers the status to end the
-// process with, or nothing when the run may go on.
-std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** argv) {
-    enum LongOnly { formatOption = 256, expandOption, pathsOption };
-    static const option longOptions[] = {
-        {"entry", required_argument, nullptr, 'e'},
-        {"graph", required_argument, nullptr, 'g'},
-        {"format", required_argument, nullptr, formatOption},
-        {"expand", no_argument, nullptr, expandOption},
-        {"paths", no_argument, nullptr, pathsOption},
-        {"help", no_argument, nullptr, 'h'},
-        {"version", no_argument, nullptr, 'V'},
-        {nullptr, 0, nullptr, 0},
-    };
-    opterr = 0; // the message below names the argument, not the path of the program
-    for (int code; (code = getopt_long(argc, argv, ":e:g:hV", longOptions, nullptr)) != -1;) {
-        switch (code) {
-        case 'e':
-            options.entries.emplace_back(optarg);
-            break;
-        case 'g':
-            if (options.graph) return refuseCommandLine("only one --graph may be given");
-            options.graph = optarg;
-            break;
-        case formatOption:
-            if (std::string_view(optarg) == "dot") {
-                options.format = DrawingFormat::dot;
-            } else if (std::string_view(optarg) == "svg") {
-                options.format = DrawingFormat::svg;
-            } else {
-                return refuseCommandLine("unknown drawing format '" + std::string(optarg) + "' (dot or svg)");
-            }
-            options.formatGiven = true;
-            break;
-        case expandOption:
-            options.expand = true;
-            break;
-        case pathsOption:
-            options.paths = true;
-            break;
-        case 'h':
-            printHelp();
-            return statusSuccess;
-        case 'V':
-            printLine(std::string(programName) + " " + LEXPAND_VERSION);
-            return statusSuccess;
-        case ':':
-            return refuseCommandLine("option " + refusedOption(argv) + " needs an argument");
-        default:
-            return refuseCommandLine("unknown option " + refusedOption(argv));
-        }
+// The drawing format that --format names; absent for an unknown name.
+std::optional<DrawingFormat> drawingFormatNamed(std::string_view name) {
+    if (name == "dot") return DrawingFormat::dot;
+    if (name == "svg") return DrawingFormat::svg;
+    return std::nullopt;
+}
+
+enum LongOnly { formatOption = 256, expandOption, pathsOption };
+
+// Takes the option `code` that getopt_long answered, with its `argument`
+// (null for none), into `options`. Answers the status to end the process
+// with, or nothing when reading may go on.
+std::optional<ExitStatus> readOption(Options& options, int code, const char* argument, char** argv) {
+    switch (code) {
+    case 'e':
+        options.entries.emplace_back(argument);
+        return std::nullopt;
+    case 'g':
+        if (options.graph) return refuseCommandLine("only one --graph may be given");
+        options.graph = argument;
+        return std::nullopt;
+    case formatOption: {
+        const std::optional<DrawingFormat> format = drawingFormatNamed(argument);
+        if (!format) return refuseCommandLine("unknown drawing format '" + std::string(argument) + "' (dot or svg)");
+        options.format = *format;
+        options.formatGiven = true;
+        return std::nullopt;
     }
+    case expandOption:
+        options.expand = true;
+        return std::nullopt;
+    case pathsOption:
+        options.paths = true;
+        return std::nullopt;
+    case 'h':
+        printHelp();
+        return statusSuccess;
+    case 'V':
+        printLine(std::string(programName) + " " + LEXPAND_VERSION);
+        return statusSuccess;
+    case ':':
+        return refuseCommandLine("option " + refusedOption(argv) + " needs an argument");
+    default:
+        return refuseCommandLine("unknown option " + refusedOption(argv));
+    }
+}
+
+// Sorts the arguments after the options into `options.files` and checks
+// that the options go together. Answers the status to end the process with
+// when they do not, or nothing.
+std::optional<ExitStatus> readFilesAndCheck(Options& options, int argc, char** argv) {
     for (int i = optind; i < argc; ++i) {
         if (const std::optional<std::string> message = addFile(options.files, argv[i]))
             return refuseCommandLine(*message);
@@ -180,6 +179,26 @@ std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** arg
     if (!options.entries.empty() && !options.files.definitionsPath)
         return refuseCommandLine("--entry needs a properties definitions .def file");
     return std::nullopt;
+}
+
+// Reads the command line into `options`. Answers the status to end the
+// process with, or nothing when the run may go on.
+std::optional<ExitStatus> readCommandLine(Options& options, int argc, char** argv) {
+    static const option longOptions[] = {
+        {"entry", required_argument, nullptr, 'e'},
+        {"graph", required_argument, nullptr, 'g'},
+        {"format", required_argument, nullptr, formatOption},
+        {"expand", no_argument, nullptr, expandOption},
+        {"paths", no_argument, nullptr, pathsOption},
+        {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, 'V'},
+        {nullptr, 0, nullptr, 0},
+    };
+    opterr = 0; // the message below names the argument, not the path of the program
+    for (int code; (code = getopt_long(argc, argv, ":e:g:hV", longOptions, nullptr)) != -1;) {
+        if (const std::optional<ExitStatus> status = readOption(options, code, optarg, argv)) return status;
+    }
+    return readFilesAndCheck(options, argc, argv);
 }
 
 // Prints what one entry line gives; false when the entry fails. The lines
