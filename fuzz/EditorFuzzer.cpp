@@ -114,12 +114,10 @@ bool positioningLandsOnCursor(const EditState& state) {
     return true;
 }
 
-bool reverseCommandMustRestore(std::string_view wordForm, std::string_view morphologicalCommand,
-                               const std::vector<Morphology::Operator>& command, const Morphology::EditResult& result) {
-    if (!standsAlone(wordForm) || !standsAlone(morphologicalCommand)) return false;
-
-    if (result.resultingWordForm.find('<') != std::string::npos) return false;
-
+// True when the reverse command of `result` tokenizes back into its own
+// tokens and holds no "<C>" of a count other than 1 (two undos of "<C>"
+// merged).
+bool reverseTokensRoundTrip(const Morphology::EditResult& result) {
     const std::optional<lexpand::TokenList> reverseTokens =
         lexpand::Tokenizer::textualOrthographicGrammar(result.reverseCommand);
     if (!reverseTokens || *reverseTokens != result.reverseTokens) return false;
@@ -127,6 +125,32 @@ bool reverseCommandMustRestore(std::string_view wordForm, std::string_view morph
         const std::optional<Morphology::Operator> op = Morphology::parseMorphologicalOperator(token);
         if (op && op->type == "C" && op->parameter != 1) return false;
     }
+    return true;
+}
+
+// True when the step `op`, taken in `before`, records an undo that gives
+// `before` back: none of the steps listed at the top of this file.
+bool stepIsUndoable(const Morphology::Operator& op, const EditState& before) {
+    const std::size_t cursor = before.cursor;
+    const std::size_t length = before.characters.size();
+    if (isOperator(op, "B") && op.parameter == -1 && cursor < length) return false;
+    if (isOperator(op, "D") && cursor == 0) return false;
+    if (isOperator(op, "C")) {
+        const std::string& character = before.characters.at(cursor);
+        if (lexpand::switchCase(lexpand::switchCase(character)) != character) return false;
+    }
+    if (isOperator(op, "N") && op.parameter != -1 && cursor == length) return false;
+    if (isOperator(op, "L") && op.parameter == -1 && cursor == 0) return false;
+    if (isOperator(op, "R") && op.parameter == -1 && cursor == length) return false;
+    return true;
+}
+
+bool reverseCommandMustRestore(std::string_view wordForm, std::string_view morphologicalCommand,
+                               const std::vector<Morphology::Operator>& command, const Morphology::EditResult& result) {
+    if (!standsAlone(wordForm) || !standsAlone(morphologicalCommand)) return false;
+
+    if (result.resultingWordForm.find('<') != std::string::npos) return false;
+    if (!reverseTokensRoundTrip(result)) return false;
 
     std::optional<EditState> before = stateAfter(wordForm, command, 0);
     if (!before) return false;
@@ -135,19 +159,9 @@ bool reverseCommandMustRestore(std::string_view wordForm, std::string_view morph
         const std::optional<EditState> after = stateAfter(wordForm, command, i + 1);
         if (!after) return false;
         const Morphology::Operator& op = command[i];
-        const std::size_t cursor = before->cursor;
-        const std::size_t length = before->characters.size();
-        if (isOperator(op, "B") && op.parameter == -1 && cursor < length) return false;
-        if (isOperator(op, "D") && cursor == 0) return false;
-        if (isOperator(op, "C")) {
-            const std::string& character = before->characters.at(cursor);
-            if (lexpand::switchCase(lexpand::switchCase(character)) != character) return false;
-        }
-        if (isOperator(op, "N") && op.parameter != -1 && cursor == length) return false;
-        if (isOperator(op, "L") && op.parameter == -1 && cursor == 0) return false;
-        if (isOperator(op, "R") && op.parameter == -1 && cursor == length) return false;
+        if (!stepIsUndoable(op, *before)) return false;
         if (isOperator(op, "P")) {
-            if (after->cursor != cursor && undoRecorded) return false;
+            if (after->cursor != before->cursor && undoRecorded) return false;
         } else if (!isOperator(op, "E")) {
             undoRecorded = true;
         }
