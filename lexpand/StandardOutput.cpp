@@ -181,11 +181,14 @@ bool StandardOutput::appendJoined(std::initializer_list<std::string_view> pieces
 bool StandardOutput::appendLines(std::string_view lines) {
     if (failed_) return false;
     std::size_t used = committed.load();
-    if (used + lines.size() > capacity) {
+    // Lines that fill a good part of the buffer are written as they stand,
+    // after what the buffer holds, rather than copied into it first.
+    const bool large = lines.size() >= capacity / 16;
+    if (used + lines.size() > capacity || (large && used > 0)) {
         if (!writeBuffer()) return !(failed_ = true);
         used = 0;
     }
-    if (lines.size() > capacity) { // more than the buffer: written as they stand, whole
+    if (large) {
         const WritingBuffer guard;
         failed_ = !writeAll(lines);
         return !failed_;
