@@ -12,8 +12,6 @@
 
 #include "DictionaryExpansion.h"
 
-#include <sched.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -29,6 +27,7 @@
 
 #include "FormLines.h"
 #include "GrammarFiles.h"
+#include "Parallel.h"
 #include "TextServices.h"
 
 namespace lexpand {
@@ -281,15 +280,10 @@ void ParallelExpansion::stop() {
     workersWake_.notify_all();
 }
 
-// How many workers expand a dictionary: as many processors as this process
-// may run on at once (taskset and cgroups' CPU sets count), unless the options
-// say otherwise.
+// How many workers expand a dictionary: one per processor, unless the
+// options say otherwise.
 unsigned workerCount(const ExpansionOptions& options) {
-    if (options.threads != 0) return options.threads;
-    cpu_set_t processors;
-    CPU_ZERO(&processors);
-    if (sched_getaffinity(0, sizeof processors, &processors) == 0) return std::max(1, CPU_COUNT(&processors));
-    return std::max(1u, std::thread::hardware_concurrency());
+    return options.threads != 0 ? options.threads : processorCount();
 }
 
 } // namespace
