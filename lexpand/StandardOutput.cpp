@@ -136,23 +136,7 @@ StandardOutput::StandardOutput() {
 }
 
 bool StandardOutput::append(std::string_view first, std::string_view second) {
-    if (failed_) return false;
-    const std::size_t size = first.size() + second.size() + 1;
-    std::size_t used = committed.load();
-    if (used + size > capacity) {
-        if (!writeBuffer()) return !(failed_ = true);
-        used = 0;
-    }
-    if (size > capacity) { // longer than the buffer: written on its own, whole
-        const WritingBuffer guard;
-        failed_ = !writeAll(first) || !writeAll(second) || !writeAll("\n");
-        return !failed_;
-    }
-    first.copy(buffer + used, first.size());
-    second.copy(buffer + used + first.size(), second.size());
-    buffer[used + size - 1] = '\n';
-    committed.store(used + size); // the line is complete: a handler may write it from now on
-    return true;
+    return appendJoined({first, second});
 }
 
 bool StandardOutput::appendJoined(std::initializer_list<std::string_view> pieces) {

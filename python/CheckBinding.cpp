@@ -46,18 +46,6 @@ private:
     std::size_t errors_ = 0;
 };
 
-const char* severityName(Severity severity) {
-    switch (severity) {
-    case Severity::error:
-        return "error";
-    case Severity::warning:
-        return "warning";
-    case Severity::note:
-        return "note";
-    }
-    return "error";
-}
-
 std::vector<std::string> pathTexts(const std::vector<std::filesystem::path>& paths) {
     std::vector<std::string> texts;
     for (const std::filesystem::path& path : paths) texts.push_back(path.string());
@@ -71,10 +59,7 @@ std::vector<Diagnostic> checked(const LexiconFiles& files, std::size_t maxErrors
         throw LoadFailure{missing->message, "missing_file"};
     CollectedDiagnostics sink(maxErrors);
     checkLexicon(files, sink);
-    std::stable_sort(sink.diagnostics.begin(), sink.diagnostics.end(), [](const Diagnostic& a, const Diagnostic& b) {
-        return std::tie(a.location.file, a.location.line, a.location.column) <
-               std::tie(b.location.file, b.location.line, b.location.column);
-    });
+    sortForReport(sink.diagnostics);
     return std::move(sink.diagnostics);
 }
 
