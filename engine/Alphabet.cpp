@@ -130,6 +130,9 @@ int compareTextForms(const Label& a, const Label& b) {
     const TextFormPieces piecesB(b);
     // ASCII text is its own NFC form.
     if (piecesA.isAscii() && piecesB.isAscii()) return piecesA.compare(piecesB);
+    // Equal bytes are canonically equivalent: the common case of a label
+    // found again, decided without normalizing.
+    if (a.input == b.input && a.output == b.output) return 0;
     return compareCanonical(a.description(), b.description());
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
 #include <utility>
 
 #include "TextServices.h"
@@ -608,5 +609,24 @@ std::string editFailure(const Morphology::Operator& op) {
 }
 
 } // namespace message
+
+std::string_view severityName(Severity severity) {
+    switch (severity) {
+    case Severity::error:
+        return "error";
+    case Severity::warning:
+        return "warning";
+    case Severity::note:
+        return "note";
+    }
+    return "error";
+}
+
+void sortForReport(std::vector<Diagnostic>& diagnostics) {
+    std::stable_sort(diagnostics.begin(), diagnostics.end(), [](const Diagnostic& a, const Diagnostic& b) {
+        return std::tie(a.location.file, a.location.line, a.location.column) <
+               std::tie(b.location.file, b.location.line, b.location.column);
+    });
+}
 
 } // namespace lexpand

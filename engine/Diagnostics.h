@@ -97,6 +97,14 @@ struct Diagnostic {
     std::vector<RelatedNote> notes;
 };
 
+// "error", "warning" or "note".
+std::string_view severityName(Severity severity);
+
+// Puts `diagnostics` in the order a report lists them: by file (the problems
+// of no file first), line and column, then in the order they were found.
+// Cost: O(n log n) comparisons.
+void sortForReport(std::vector<Diagnostic>& diagnostics);
+
 // Where the engine sends what it finds. report() answers false once the
 // receiver wants no more: the checker then stops at the next convenient point.
 class DiagnosticSink {

@@ -3,8 +3,6 @@
 
 #include "DictionaryCheck.h"
 
-#include <sched.h>
-
 #include <algorithm>
 #include <atomic>
 #include <map>
@@ -26,6 +24,7 @@
 #include "GrammarCheck.h"
 #include "GrammarFiles.h"
 #include "Paradigms.h"
+#include "Parallel.h"
 #include "TextServices.h"
 #include "TextualGrammar.h"
 
@@ -154,14 +153,6 @@ private:
     std::unordered_map<std::string, ShapeNotes, TextHash, std::equal_to<>> shapes_;
     std::size_t shapeBytes_ = 0;
 };
-
-// The processors this process may run on.
-unsigned processorCount() {
-    cpu_set_t processors;
-    CPU_ZERO(&processors);
-    if (sched_getaffinity(0, sizeof processors, &processors) == 0) return std::max(1, CPU_COUNT(&processors));
-    return std::max(1u, std::thread::hardware_concurrency());
-}
 
 // Entry lines a worker takes at a time.
 constexpr std::size_t chunkLines = 4096;

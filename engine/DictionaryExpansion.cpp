@@ -12,10 +12,9 @@
 
 #include "DictionaryExpansion.h"
 
-#include <sched.h>
-
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstring>
 #include <deque>
@@ -28,6 +27,7 @@
 
 #include "FormLines.h"
 #include "GrammarFiles.h"
+#include "Parallel.h"
 #include "TextServices.h"
 
 namespace lexpand {
@@ -71,6 +71,10 @@ std::size_t lineEndFrom(std::string_view text, std::size_t position) {
     }
     return text.size();
 }
+
+// How long the lines of finished entries may wait for the writer when they
+// fill no block: the writer looks at most this often while it waits.
+constexpr std::chrono::milliseconds linesLatency{20};
 
 // One chunk of the text and what its worker made of it so far.
 struct Chunk {
@@ -117,13 +121,20 @@ private:
     };
 
     Chunk* takeChunk();
+    std::string spareBlock();
     void finish(Chunk& chunk, bool expanded, std::int64_t count);
 
     const std::string_view text_;
     const ExpansionOptions options_;
     std::mutex mutex_;
-    std::condition_variable changed_;
+    // Each side is woken only when what it waits for may have come: the
+    // writer for a chunk taken, a block filled or a chunk done (not once per
+    // entry, which would cost two system calls per entry); the workers for
+    // room to hand a block over or to take a chunk, or for the end.
+    std::condition_variable writerWakes_;
+    std::condition_variable workersWake_;
     std::deque<std::unique_ptr<Chunk>> chunks_; // taken and not yet written, in text order
+    std::vector<std::string> spares_;           // written blocks, empty, kept for their memory
     std::size_t cut_ = 0;                       // where the next chunk begins
     bool stopped_ = false;                      // the writer is done
 };
@@ -158,11 +169,14 @@ void ParallelExpansion::BlockSink::handOver() {
     std::deque<std::string>& blocks = chunk_.blocks;
     if (!blocks.empty() && blocks.back().size() + block_.size() <= expansion_.options_.blockBytes)
         blocks.back().append(block_);
-    else
-        blocks.push_back(std::move(block_));
+    else {
+        blocks.push_back(expansion_.spareBlock());
+        blocks.back().append(block_);
+        // The block before it is full: the writer may take it now.
+        expansion_.writerWakes_.notify_one();
+    }
     block_.clear();
-    expansion_.changed_.notify_all();
-    expansion_.changed_.wait(
+    expansion_.workersWake_.wait(
         lock, [&] { return expansion_.stopped_ || chunk_.blocks.size() < expansion_.options_.blocksPerChunk; });
 }
 
@@ -170,14 +184,29 @@ void ParallelExpansion::BlockSink::handOver() {
 // are in flight; null when the text is done or the writer is.
 Chunk* ParallelExpansion::takeChunk() {
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [&] { return stopped_ || chunks_.size() < options_.chunksInFlight; });
+    workersWake_.wait(lock, [&] { return stopped_ || chunks_.size() < options_.chunksInFlight; });
     if (stopped_ || cut_ == text_.size()) return nullptr;
     const std::size_t end = lineEndFrom(text_, std::min(text_.size(), cut_ + options_.chunkBytes));
     chunks_.push_back(std::make_unique<Chunk>());
     chunks_.back()->text = text_.substr(cut_, end - cut_);
     cut_ = end;
-    changed_.notify_all();
+    writerWakes_.notify_one();
     return chunks_.back().get();
+}
+
+// An empty block with room for blockBytes: one written before, whose pages
+// are filled again rather than asked of the system anew, when there is one.
+// Called with the mutex held. There are never more spares than blocks in
+// flight.
+std::string ParallelExpansion::spareBlock() {
+    if (spares_.empty()) {
+        std::string block;
+        block.reserve(options_.blockBytes);
+        return block;
+    }
+    std::string spare = std::move(spares_.back());
+    spares_.pop_back();
+    return spare;
 }
 
 void ParallelExpansion::finish(Chunk& chunk, bool expanded, std::int64_t count) {
@@ -187,7 +216,8 @@ void ParallelExpansion::finish(Chunk& chunk, bool expanded, std::int64_t count) 
     chunk.count = count;
     // No chunk after a failed one is needed.
     if (!expanded) cut_ = text_.size();
-    changed_.notify_all();
+    writerWakes_.notify_one();
+    workersWake_.notify_all();
 }
 
 void ParallelExpansion::work(const EntryLineExpander& prototype) {
@@ -218,41 +248,42 @@ std::optional<std::int64_t> ParallelExpansion::write(LineSink& sink) {
     std::int64_t count = 0;
     std::unique_lock lock(mutex_);
     while (true) {
-        changed_.wait(lock, [&] { return !chunks_.empty() || cut_ == text_.size(); });
+        writerWakes_.wait(lock, [&] { return !chunks_.empty() || cut_ == text_.size(); });
         if (chunks_.empty()) return count;
         Chunk& chunk = *chunks_.front();
-        changed_.wait(lock, [&] { return !chunk.blocks.empty() || chunk.done; });
+        // Full blocks as soon as they are full; the lines of the entries
+        // finished so far after a short wait at most, so that the lines
+        // before a slow entry reach the output while it runs.
+        writerWakes_.wait_for(lock, linesLatency, [&] { return chunk.blocks.size() > 1 || chunk.done; });
         if (!chunk.blocks.empty()) {
-            const std::string block = std::move(chunk.blocks.front());
+            std::string block = std::move(chunk.blocks.front());
             chunk.blocks.pop_front();
-            changed_.notify_all();
+            workersWake_.notify_all();
             lock.unlock();
             sink.printLines(block);
+            block.clear();
             lock.lock();
+            spares_.push_back(std::move(block));
             continue;
         }
+        if (!chunk.done) continue; // nothing finished yet
         if (chunk.failed) return std::nullopt;
         count += chunk.count;
         chunks_.pop_front();
-        changed_.notify_all();
+        workersWake_.notify_all();
     }
 }
 
 void ParallelExpansion::stop() {
     std::lock_guard lock(mutex_);
     stopped_ = true;
-    changed_.notify_all();
+    workersWake_.notify_all();
 }
 
-// How many workers expand a dictionary: as many processors as this process
-// may run on at once (taskset and cgroups' CPU sets count), unless the options
-// say otherwise.
+// How many workers expand a dictionary: one per processor, unless the
+// options say otherwise.
 unsigned workerCount(const ExpansionOptions& options) {
-    if (options.threads != 0) return options.threads;
-    cpu_set_t processors;
-    CPU_ZERO(&processors);
-    if (sched_getaffinity(0, sizeof processors, &processors) == 0) return std::max(1, CPU_COUNT(&processors));
-    return std::max(1u, std::thread::hardware_concurrency());
+    return options.threads != 0 ? options.threads : processorCount();
 }
 
 } // namespace

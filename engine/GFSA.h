@@ -27,6 +27,7 @@ struct StateSetHash {
 struct DeterminizeOptions {
     std::size_t maxStates = 1'048'576;              // states of the result
     std::size_t maxKernelStateNumbers = 16'777'216; // state numbers in the kernels of all its states
+    unsigned threads = 1;                           // graphs of a grammar determinized at once; 0: one per processor
 };
 
 // An automaton as a plain value: states (state 0 is initial) and, unless the

@@ -55,8 +55,10 @@ struct LexiconFailure {
 // The bounds of loading a lexicon and of expanding its entry lines. The
 // defaults are lexpand's limits.
 struct LexiconOptions {
-    GrammarOptions grammars; // each grammar of the command line and of "#use"; the definitions' compilation
-    ExploreOptions explore;  // the enumeration of the definitions, and each paradigm of expandEntryLine
+    // Each grammar of the command line and of "#use", its rules compiled and
+    // determinized on every processor; the definitions' compilation.
+    GrammarOptions grammars{.compile = {.threads = 0}, .determinize = {.threads = 0}};
+    ExploreOptions explore; // the enumeration of the definitions, and each paradigm of expandEntryLine
 };
 
 class Lexicon {

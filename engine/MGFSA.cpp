@@ -4,10 +4,12 @@
 #include "MGFSA.h"
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 #include <unordered_map>
 #include <utility>
 
+#include "Parallel.h"
 #include "TextServices.h"
 
 namespace lexpand {
@@ -110,22 +112,21 @@ bool MGFSA::mergeWith(const MGFSA& other) {
 }
 
 bool MGFSA::determinize(const DeterminizeOptions& options) {
-    std::vector<GFSA> determinized;
-    determinized.reserve(graphs.size());
-    for (const auto& [name, graph] : graphs) {
-        if (graph.states.empty()) {
-            determinized.emplace_back();
-            continue;
-        }
-        std::optional<GFSA> result = graph.determinize(options);
-        if (!result) return false;
-        determinized.push_back(std::move(*result));
-    }
-    auto next = determinized.begin();
-    for (auto& [name, graph] : graphs) {
-        if (!graph.states.empty()) graph = std::move(*next);
-        ++next;
-    }
+    std::vector<GFSA*> sources;
+    sources.reserve(graphs.size());
+    for (auto& [name, graph] : graphs) sources.push_back(&graph);
+    // Each graph is determinized on its own; the grammar changes only once
+    // all of them succeeded.
+    std::vector<std::optional<GFSA>> determinized(sources.size());
+    std::atomic<bool> failed{false};
+    forEachIndex(sources.size(), options.threads, [&](std::size_t i) {
+        if (failed || sources[i]->states.empty()) return;
+        determinized[i] = sources[i]->determinize(options);
+        if (!determinized[i]) failed = true;
+    });
+    if (failed) return false;
+    for (std::size_t i = 0; i < sources.size(); ++i)
+        if (determinized[i]) *sources[i] = std::move(*determinized[i]);
     return true;
 }
 

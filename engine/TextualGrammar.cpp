@@ -40,9 +40,11 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <utility>
 
+#include "Parallel.h"
 #include "TextServices.h"
 
 namespace lexpand {
@@ -607,9 +609,9 @@ std::optional<GrammarRule> getOneRule(const std::vector<std::string_view>& lines
 
 std::optional<MGFSA> textualGrammarToMgfsa(std::string_view grammarString, LinguisticLevel linguisticLevel,
                                            const CompileOptions& options) {
-    MGFSA grammar(linguisticLevel);
     std::vector<std::string_view> lines = splitAtNewlines(grammarString);
     std::erase_if(lines, [](std::string_view line) { return line.empty(); });
+    std::vector<GrammarRule> rules;
     std::size_t i = 0;
     while (i < lines.size()) {
         const std::string_view line = trimWhiteSpaceAndNewlines(lines[i]);
@@ -617,13 +619,22 @@ std::optional<MGFSA> textualGrammarToMgfsa(std::string_view grammarString, Lingu
             ++i;
             continue;
         }
-        const std::optional<GrammarRule> rule = getOneRule(lines, i);
+        std::optional<GrammarRule> rule = getOneRule(lines, i);
         if (!rule) return std::nullopt;
-        std::optional<GFSA> gfsa = expression2Gfsa(rule->ruleBody, linguisticLevel, options);
-        if (!gfsa) return std::nullopt;
-        grammar.addGraph(rule->ruleName, std::move(*gfsa));
         i = rule->nextLineIndex;
+        rules.push_back(std::move(*rule));
     }
+    // The rules compile independently; they join the grammar in file order.
+    std::vector<std::optional<GFSA>> compiled(rules.size());
+    std::atomic<bool> failed{false};
+    forEachIndex(rules.size(), options.threads, [&](std::size_t r) {
+        if (failed) return;
+        compiled[r] = expression2Gfsa(rules[r].ruleBody, linguisticLevel, options);
+        if (!compiled[r]) failed = true;
+    });
+    if (failed) return std::nullopt;
+    MGFSA grammar(linguisticLevel);
+    for (std::size_t r = 0; r < rules.size(); ++r) grammar.addGraph(rules[r].ruleName, std::move(*compiled[r]));
     return grammar;
 }
 

@@ -80,6 +80,7 @@ inline constexpr std::uint64_t maximalExpressionStates = std::uint64_t{1} << 21;
 // count as maximalExpressionStates.
 struct CompileOptions {
     std::uint64_t maxStates = maximalExpressionStates; // states of one rule's automaton as written
+    unsigned threads = 1;                              // rules of a grammar compiled at once; 0: one per processor
 };
 
 // Compiles every rule of `grammarString` at `linguisticLevel` into one graph of

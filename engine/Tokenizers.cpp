@@ -2,6 +2,8 @@
 
 #include "Tokenizers.h"
 
+#include <cassert>
+
 #include "TextServices.h"
 
 namespace lexpand {
@@ -235,8 +237,29 @@ std::optional<std::size_t> Tokenizer::badEscapeOffset(std::string_view text) {
     return offset;
 }
 
-std::optional<TokenList> Tokenizer::textualOrthographicGrammar(std::string_view text) {
-    std::optional<TokenList> syntactic = textualSyntacticGrammar(text);
+namespace {
+
+// The orthographic tokens of an ASCII text that holds no character opening a
+// long token: the syntactic tokenizer then cuts it at white space, makes a
+// token of each other non-letter and of each run of letters, and the runs of
+// letters are split into characters. Each character that is not white space
+// is therefore a token of its own. Absent for any other text. This lane is
+// taken by most morphological commands (a paradigm path's command is parsed
+// for every form), and the Debug build checks it against the general path.
+std::optional<TokenList> plainAsciiTokens(std::string_view text) {
+    for (const char byte : text)
+        if (static_cast<unsigned char>(byte) >= 0x80 || Tokenizer::opensLongToken(static_cast<unsigned char>(byte)))
+            return std::nullopt;
+    TokenList tokens;
+    tokens.reserve(text.size());
+    for (const char byte : text)
+        if (!isWhiteSpaceOrNewline(static_cast<unsigned char>(byte))) tokens.emplace_back(1, byte);
+    return tokens;
+}
+
+// The orthographic tokens of `text` by the general path.
+std::optional<TokenList> orthographicTokens(std::string_view text) {
+    std::optional<TokenList> syntactic = Tokenizer::textualSyntacticGrammar(text);
     if (!syntactic) return std::nullopt;
     TokenList tokens;
     // No token is empty: there are at most as many tokens as bytes.
@@ -249,6 +272,16 @@ std::optional<TokenList> Tokenizer::textualOrthographicGrammar(std::string_view 
         }
     }
     return tokens;
+}
+
+} // namespace
+
+std::optional<TokenList> Tokenizer::textualOrthographicGrammar(std::string_view text) {
+    if (std::optional<TokenList> tokens = plainAsciiTokens(text)) {
+        assert(tokens == orthographicTokens(text));
+        return tokens;
+    }
+    return orthographicTokens(text);
 }
 
 TokenList Tokenizer::textualPropertiesDefinitionsGrammar(std::string_view text) {

@@ -24,18 +24,6 @@ Severity shownSeverity(const Diagnostic& diagnostic, const ReportOptions& option
     return diagnostic.severity;
 }
 
-std::string_view severityName(Severity severity) {
-    switch (severity) {
-    case Severity::error:
-        return "error";
-    case Severity::warning:
-        return "warning";
-    case Severity::note:
-        return "note";
-    }
-    return "error";
-}
-
 // ---- Text ------------------------------------------------------------------
 
 // GCC's colors: bold locations, bold red errors, bold magenta warnings, bold
@@ -133,8 +121,8 @@ private:
     void line(const SourceLocation& location, Severity severity, const std::string& text, const std::string& suffix) {
         std::string where = location.file.empty() ? programName_ : location.file;
         if (!location.file.empty() && location.line > 0) {
-            where += ":" + std::to_string(location.line);
-            if (location.column > 0) where += ":" + std::to_string(location.column);
+            where.append(":").append(std::to_string(location.line));
+            if (location.column > 0) where.append(":").append(std::to_string(location.column));
         }
         paint(bold, where + ":");
         out_ += ' ';
@@ -249,10 +237,7 @@ bool CollectedReport::report(Diagnostic diagnostic) {
 
 std::vector<Diagnostic> CollectedReport::sorted() const {
     std::vector<Diagnostic> diagnostics = diagnostics_;
-    std::stable_sort(diagnostics.begin(), diagnostics.end(), [](const Diagnostic& a, const Diagnostic& b) {
-        return std::tie(a.location.file, a.location.line, a.location.column) <
-               std::tie(b.location.file, b.location.line, b.location.column);
-    });
+    sortForReport(diagnostics);
     return diagnostics;
 }
 

@@ -16,7 +16,7 @@
 
 #include "CompactDictionary.h"
 #include "FormGeneration.h"
-#include "TextServices.h"
+#include "WordLookup.h"
 
 namespace lexpand {
 namespace {
@@ -179,13 +179,10 @@ public:
     WordLookup(const CompactDictionary& dictionary, Output& output) : dictionary_(dictionary), out_(output) {}
 
     void lookUp(std::string_view word) {
-        if (printAnalyses(word, word, false)) return;
-        // A word already in lower case is also in lower case from its first letter.
-        const std::string allLower = toLowerCase(word);
-        if (allLower != word) {
-            const std::string firstLower = lowerCaseFirstCharacter(word);
-            if (firstLower != word && printAnalyses(word, firstLower, true)) return;
-            if (allLower != firstLower && printAnalyses(word, allLower, true)) return;
+        if (const std::optional<FoundSpelling> found = findSpelling(dictionary_, word)) {
+            const bool lowered = !found->lowered.empty();
+            printAnalyses(word, lowered ? std::string_view(found->lowered) : word, found->at, lowered);
+            return;
         }
         std::string& out = out_.buffer();
         out += word;
@@ -194,17 +191,16 @@ public:
     }
 
 private:
-    // Prints the analyses of `spelling` for `word`; false when it is no form.
-    bool printAnalyses(std::string_view word, std::string_view spelling, bool sayFound) {
-        const std::optional<CompactDictionary::Position> at = dictionary_.find(spelling);
-        if (!at || !at->isFinal) return false;
+    // Prints the analyses of `spelling`, which ends at `at`, for `word`.
+    void printAnalyses(std::string_view word, std::string_view spelling, const CompactDictionary::Position& at,
+                       bool sayFound) {
         analyses_.clear();
-        dictionary_.analysesAt(*at, analyses_);
+        dictionary_.analysesAt(at, analyses_);
         std::string& out = out_.buffer();
         for (const std::uint32_t analysis : analyses_) {
             out += word;
             out += '\t';
-            dictionary_.appendLemma(out, spelling, *at, analysis);
+            dictionary_.appendLemma(out, spelling, at, analysis);
             out += dictionary_.propertiesOf(analysis);
             if (sayFound) {
                 out += '\t';
@@ -213,7 +209,6 @@ private:
             out += '\n';
         }
         out_.lineDone();
-        return true;
     }
 
     const CompactDictionary& dictionary_;
@@ -221,39 +216,20 @@ private:
     std::vector<std::uint32_t> analyses_;
 };
 
-// Looks up the words of running text. A run of words that is a form as
-// written (a multi-word entry) is looked up whole, the longest first.
+// Looks up the words of running text.
 class TextLookup {
 public:
-    TextLookup(const CompactDictionary& dictionary, WordLookup& words) : dictionary_(dictionary), words_(words) {}
+    TextLookup(const CompactDictionary& dictionary, WordLookup& words) : textWords_(dictionary), words_(words) {}
 
     void lookUpWordsOf(std::string_view line) {
-        segmenter_.segment(line, segments_);
-        for (std::size_t i = 0; i < segments_.size();) {
-            if (!segments_[i].isWord) {
-                ++i;
-                continue;
-            }
-            std::size_t longest = i;
-            CompactDictionary::Position at = dictionary_.start();
-            for (std::size_t j = i; j < segments_.size(); ++j) {
-                const TextSegment& segment = segments_[j];
-                const std::optional<CompactDictionary::Position> next =
-                    dictionary_.advance(at, line.substr(segment.begin, segment.end - segment.begin));
-                if (!next) break;
-                at = *next;
-                if (segment.isWord && at.isFinal) longest = j;
-            }
-            words_.lookUp(line.substr(segments_[i].begin, segments_[longest].end - segments_[i].begin));
-            i = longest + 1;
-        }
+        textWords_.wordsOf(line, found_);
+        for (const std::string_view word : found_) words_.lookUp(word);
     }
 
 private:
-    const CompactDictionary& dictionary_;
+    TextWords textWords_;
     WordLookup& words_;
-    WordSegmenter segmenter_;
-    std::vector<TextSegment> segments_;
+    std::vector<std::string_view> found_;
 };
 
 // Prints the forms that `query` asks for: the query, a tab and the form's

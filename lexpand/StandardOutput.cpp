@@ -136,23 +136,7 @@ StandardOutput::StandardOutput() {
 }
 
 bool StandardOutput::append(std::string_view first, std::string_view second) {
-    if (failed_) return false;
-    const std::size_t size = first.size() + second.size() + 1;
-    std::size_t used = committed.load();
-    if (used + size > capacity) {
-        if (!writeBuffer()) return !(failed_ = true);
-        used = 0;
-    }
-    if (size > capacity) { // longer than the buffer: written on its own, whole
-        const WritingBuffer guard;
-        failed_ = !writeAll(first) || !writeAll(second) || !writeAll("\n");
-        return !failed_;
-    }
-    first.copy(buffer + used, first.size());
-    second.copy(buffer + used + first.size(), second.size());
-    buffer[used + size - 1] = '\n';
-    committed.store(used + size); // the line is complete: a handler may write it from now on
-    return true;
+    return appendJoined({first, second});
 }
 
 bool StandardOutput::appendJoined(std::initializer_list<std::string_view> pieces) {
@@ -181,11 +165,14 @@ bool StandardOutput::appendJoined(std::initializer_list<std::string_view> pieces
 bool StandardOutput::appendLines(std::string_view lines) {
     if (failed_) return false;
     std::size_t used = committed.load();
-    if (used + lines.size() > capacity) {
+    // Lines that fill a good part of the buffer are written as they stand,
+    // after what the buffer holds, rather than copied into it first.
+    const bool large = lines.size() >= capacity / 16;
+    if (used + lines.size() > capacity || (large && used > 0)) {
         if (!writeBuffer()) return !(failed_ = true);
         used = 0;
     }
-    if (lines.size() > capacity) { // more than the buffer: written as they stand, whole
+    if (large) {
         const WritingBuffer guard;
         failed_ = !writeAll(lines);
         return !failed_;

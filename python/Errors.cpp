@@ -47,6 +47,11 @@ void translate(std::exception_ptr thrown) {
         setError("CommandError",
                  "Cannot apply \"" + failure.command + "\" to \"" + failure.word + "\": " + failure.reason,
                  {{"word", failure.word}, {"command", failure.command}, {"reason", failure.reason}});
+    } catch (const CompileFailure& failure) {
+        setError("CompileError", failure.message, {});
+    } catch (const QueryFailure& failure) {
+        setError("QueryError", "Not a query LEMMA,CATEGORY+PROPERTIES: \"" + failure.query + "\"",
+                 {{"query", failure.query}});
     }
 }
 
@@ -63,6 +68,11 @@ void bindErrors(py::module_& module) {
                       py::make_tuple(error, valueError));
     addExceptionClass(module, "CommandError",
                       "A morphological command does not apply to a word: `word`, `command`, and `reason` why.",
+                      py::make_tuple(error, valueError));
+    addExceptionClass(module, "CompileError", "A compact dictionary cannot be built or written; the message says why.",
+                      error);
+    addExceptionClass(module, "QueryError",
+                      "A text is not a generation query LEMMA,CATEGORY+PROPERTIES: `query` is the text.",
                       py::make_tuple(error, valueError));
     py::register_local_exception_translator(translate);
 }

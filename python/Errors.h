@@ -7,6 +7,8 @@
 //   lexpand.LoadError(Error)           a Lexicon cannot be loaded, or a dictionary read
 //   lexpand.ExpansionError(Error, ValueError)  an entry line cannot be expanded
 //   lexpand.CommandError(Error, ValueError)    a command does not apply to a word
+//   lexpand.CompileError(Error)        a compact dictionary cannot be built or written
+//   lexpand.QueryError(Error, ValueError)      a generation query is not one
 
 #ifndef LEXPAND_PYTHON_ERRORS_H
 #define LEXPAND_PYTHON_ERRORS_H
@@ -19,8 +21,8 @@ namespace lexpand::python {
 
 // A Lexicon or a dictionary that cannot be loaded: the line that lexpand
 // prints for it (LoadError's message) and the step that failed (its `step`:
-// "missing_file", "grammar", "dictionary_grammars", "definitions" or
-// "dictionary").
+// "missing_file", "grammar", "dictionary_grammars", "definitions",
+// "dictionary", or "compact_dictionary" for a ".lxd" file).
 struct LoadFailure {
     std::string message;
     std::string step;
@@ -39,6 +41,18 @@ struct CommandFailure {
     std::string word;
     std::string command;
     std::string reason;
+};
+
+// A compact dictionary that cannot be built or written: the reason, in
+// lexpand-compile's words (CompileError's message).
+struct CompileFailure {
+    std::string message;
+};
+
+// A text that is not a generation query "LEMMA,CATEGORY+PROPERTIES"
+// (QueryError's `query`).
+struct QueryFailure {
+    std::string query;
 };
 
 // Creates the exception classes in `module` and registers the translator of

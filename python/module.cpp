@@ -1,12 +1,11 @@
 // Exports the Python extension module lexpand._lexpand, which the package
-// lexpand re-exports: the exceptions, lexpand.Form, lexpand.Lexicon and
-// lexpand.apply_command.
+// lexpand re-exports: the exceptions, lexpand.Form, lexpand.Lexicon,
+// lexpand.apply_command, lexpand.check with its lexpand.Diagnostic records,
+// Lexicon.compile, and lexpand.Analyser with its lexpand.Analysis records.
 //
 // Each part of the module is bound by a function of its own file, called
-// below. Further parts take the same shape: the diagnostics of lexpand-check
-// as a method Lexicon.check returning records (a file that adds the method to
-// the class that bindLexicon returns), and the analyser of lexpand-lookup as a
-// class of its own (a file with its bind function, called here).
+// below; a part that adds methods to lexpand.Lexicon takes the class that
+// bindLexicon returns.
 
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
@@ -15,6 +14,9 @@
 #include <string>
 #include <utility>
 
+#include "AnalyserBinding.h"
+#include "CheckBinding.h"
+#include "CompileBinding.h"
 #include "Errors.h"
 #include "FailureReasons.h"
 #include "FormRecords.h"
@@ -42,7 +44,10 @@ PYBIND11_MODULE(_lexpand, module) {
     module.attr("__version__") = LEXPAND_VERSION;
     bindErrors(module);
     bindFormRecords(module);
-    bindLexicon(module);
+    py::class_<LexiconHandle> lexicon = bindLexicon(module);
+    bindCompile(lexicon);
+    bindCheck(module);
+    bindAnalyser(module);
     module.def("apply_command", &applyCommand, "word"_a, "command"_a,
                R"(Applies the morphological command `command` to `word` with lexpand's editor, as
 keystrokes from the end of the word. Returns (form, reverse_command): the

@@ -1,7 +1,7 @@
 """Type stubs of lexpand's extension module; lexpand re-exports every name."""
 
 import os
-from typing import Iterator, NamedTuple, Sequence, Union
+from typing import Iterator, NamedTuple, Optional, Sequence, Union
 
 _Path = Union[str, os.PathLike[str]]
 
@@ -16,7 +16,7 @@ class LoadError(Error):
 
     step: str
     """The step that failed: "missing_file", "grammar", "dictionary_grammars",
-    "definitions" or "dictionary"."""
+    "definitions", "dictionary", or "compact_dictionary" for a .lxd file."""
 
 class ExpansionError(Error, ValueError):
     """An entry line cannot be expanded."""
@@ -30,6 +30,14 @@ class CommandError(Error, ValueError):
     word: str
     command: str
     reason: str
+
+class CompileError(Error):
+    """A compact dictionary cannot be built or written; the message says why."""
+
+class QueryError(Error, ValueError):
+    """A text is not a generation query LEMMA,CATEGORY+PROPERTIES."""
+
+    query: str
 
 class Form(NamedTuple):
     """One line that lexpand prints for an entry, in parts."""
@@ -73,6 +81,10 @@ class Lexicon:
     def expand_dictionary(self, path: _Path) -> DictionaryForms:
         """The records of every entry of a dictionary file, entry by entry,
         without holding the file whole."""
+    def compile(self, output: _Path) -> None:
+        """Writes to `output` the compact dictionary (.lxd) of every form of the
+        dictionaries the Lexicon was loaded with, as lexpand-compile does;
+        raises lexpand.CompileError when it cannot."""
     @property
     def definitions(self) -> str: ...
     @property
@@ -83,3 +95,64 @@ class Lexicon:
 def apply_command(word: str, command: str) -> tuple[str, str]:
     """(form, reverse_command): `command` applied to `word` by lexpand's
     editor; raises lexpand.CommandError when it does not apply."""
+
+class Diagnostic(NamedTuple):
+    """One problem of a lexicon, as lexpand-check reports it."""
+
+    file: Optional[str]
+    """The file, or None for a problem of the whole run."""
+    line: int
+    """From 1; 0 stands for the whole file."""
+    column: int
+    """From 1, in characters; 0 stands for the whole line."""
+    severity: str
+    """"error", "warning" or "note"."""
+    code: str
+    """The name of the kind of problem: a warning's -W name, a SARIF rule id."""
+    message: str
+    notes: tuple[Diagnostic, ...]
+    """The related places, as records of severity "note" and the same code."""
+
+def check(
+    *,
+    definitions: _Path,
+    dictionaries: Sequence[_Path] = ...,
+    grammars: Sequence[_Path] = ...,
+    max_errors: int = 0,
+) -> list[Diagnostic]:
+    """Every problem of the lexicon of these files, as lexpand-check finds it,
+    sorted by file, line and column; stops after `max_errors` errors (0: no
+    limit). Raises lexpand.LoadError when a file does not exist."""
+
+class Analysis(NamedTuple):
+    """One analysis of a word, as lexpand-lookup prints it."""
+
+    word: str
+    """The word looked up (for a generation, the form generated)."""
+    lemma: str
+    category: str
+    properties: tuple[str, ...]
+    """The property items of the analysis, in its order, without _LEX."""
+    reverse_command: str
+    """The command that turns the spelling into the lemma."""
+    line: str
+    """The lemma, category and properties, as lexpand-lookup prints them."""
+    spelling: str
+    """The form found: the word as written, else with its first letter in
+    lower case, else all in lower case."""
+
+class Analyser:
+    """A compact dictionary (.lxd), opened once, to look words up."""
+
+    def __init__(self, path: _Path) -> None: ...
+    def analyse(self, word: str) -> list[Analysis]:
+        """The analyses of `word`; an empty list for an unknown word."""
+    def analyse_text(self, text: str) -> list[tuple[str, list[Analysis]]]:
+        """The words of running text, each with its analyses, in text order."""
+    def generate(self, query: str) -> list[Analysis]:
+        """The forms whose analysis answers "LEMMA,CATEGORY+PROPERTY+..."; raises
+        lexpand.QueryError when `query` is not a query."""
+    @property
+    def path(self) -> str: ...
+    @property
+    def info(self) -> dict[str, int]: ...

@@ -177,6 +177,29 @@ TEST(TextualGrammarToMgfsa, RulesBecomeGraphs) {
     }
 }
 
+// Rules compiled on several threads make the grammar that one thread makes,
+// and one rule that fails anywhere fails the whole grammar.
+TEST(TextualGrammarToMgfsa, EveryThreadCountCompilesWhatOneThreadCompiles) {
+    std::string text;
+    for (int r = 0; r < 60; ++r)
+        text += "R" + std::to_string(r) + " = <B" + std::to_string(r % 7 + 1) + ">й" + std::to_string(r) +
+                "/+Case=" + std::to_string(r) + " | :R" + std::to_string(r / 2) + " ;\n";
+    const auto description = [](const MGFSA& grammar) {
+        std::string all = grammar.alphabet.description();
+        for (const auto& [name, graph] : grammar.graphs) all += name + graph.description();
+        return all;
+    };
+    const std::optional<MGFSA> one = textualGrammarToMgfsa(text, LinguisticLevel::orthographic);
+    ASSERT_TRUE(one);
+    for (const unsigned threads : {0u, 2u, 5u}) {
+        const CompileOptions options{.threads = threads};
+        const std::optional<MGFSA> several = textualGrammarToMgfsa(text, LinguisticLevel::orthographic, options);
+        ASSERT_TRUE(several) << threads;
+        EXPECT_EQ(description(*several), description(*one)) << threads;
+        EXPECT_FALSE(textualGrammarToMgfsa(text + "Bad = \"b ;\n" + text, LinguisticLevel::orthographic, options));
+    }
+}
+
 TEST(TextualGrammarToMgfsa, CarriageReturnsReadLikeLineFeeds) {
     const std::string lf = "N1 = <E>/s\n | s/p ;\nN2 = :N1 | es/p ;\n";
     const std::string crlf = "N1 = <E>/s\r\n | s/p ;\r\nN2 = :N1 | es/p ;\r\n";
