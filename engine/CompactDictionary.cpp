@@ -112,19 +112,6 @@ inline bool followEntry(std::uint32_t entry, CompactDictionary::Position& at) {
     return true;
 }
 
-// Reads the head of a final state at `position`; true when arcs follow it.
-inline bool headHasArcs(std::string_view automaton, std::size_t& position) {
-    const std::optional<std::uint32_t> head = readVarint(automaton, position);
-    return head && (*head & 1) != 0;
-}
-
-// The symbol of the arc whose first byte gave `kind`, `position` moved past
-// the number of an escaped label.
-inline std::uint32_t arcSymbolOf(const ArcByte& kind, std::string_view automaton, std::size_t& position) {
-    if (kind.label != escapedLabel) return kind.label;
-    return directLabels + readVarint(automaton, position).value_or(noSymbol);
-}
-
 // Moves `at` to the target of the arc whose first byte gave `kind` and whose
 // label ends at `position`; false when its offset does not decode.
 inline bool followArc(const ArcByte& kind, std::string_view automaton, std::size_t position,
@@ -138,12 +125,6 @@ inline bool followArc(const ArcByte& kind, std::string_view automaton, std::size
     }
     at.isFinal = kind.targetFinal;
     return true;
-}
-
-// Moves `position` past a varint, stopping at `size`.
-inline void skipVarint(const unsigned char* bytes, std::size_t size, std::size_t& position) {
-    while (position < size && (bytes[position++] & 0x80) != 0) {
-    }
 }
 
 } // namespace
@@ -329,8 +310,13 @@ std::uint32_t CompactDictionary::nextSymbol(std::string_view text, std::size_t& 
 bool CompactDictionary::step(Position& at, std::uint32_t symbol) const {
     if (const std::uint32_t* table = denseTableOf(at.state); table != nullptr && symbol < denseWidth_)
         return followEntry(table[symbol], at);
+    // The rest stays written out: with the head and the scan in helpers as
+    // well, GCC lays the loop out with more instructions per lookup.
     std::size_t position = at.state;
-    if (at.isFinal && !headHasArcs(automaton_, position)) return false;
+    if (at.isFinal) {
+        const std::optional<std::uint32_t> head = readVarint(automaton_, position);
+        if (!head || (*head & 1) == 0) return false;
+    }
     // The checks made when the file was opened guarantee that the arcs of
     // every reachable state lie inside the automaton; the bounds are tested
     // anyway, at the cost of one comparison per byte.
@@ -338,9 +324,14 @@ bool CompactDictionary::step(Position& at, std::uint32_t symbol) const {
     const std::size_t size = automaton_.size();
     while (position < size) {
         const ArcByte kind = arcByteTable[bytes[position++]];
-        if (arcSymbolOf(kind, automaton_, position) == symbol) return followArc(kind, automaton_, position, at);
+        std::uint32_t arcSymbol = kind.label;
+        if (kind.label == escapedLabel) arcSymbol = directLabels + readVarint(automaton_, position).value_or(noSymbol);
+        if (arcSymbol == symbol) return followArc(kind, automaton_, position, at);
         if (kind.last) return false;
-        if (!kind.targetFollows) skipVarint(bytes, size, position);
+        if (!kind.targetFollows) {
+            while (position < size && (bytes[position++] & 0x80) != 0) {
+            }
+        }
     }
     return false;
 }
