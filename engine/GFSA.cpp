@@ -320,8 +320,9 @@ private:
     }
 
     // Strongly connected components of the epsilon graph, each named by its
-    // smallest state. Computed once, when first needed.
-    void computeComponents() {
+    // smallest state. Computed once, when first needed. Out of line: inlined,
+    // it would push canonicalize, which runs for every kernel, out of line.
+    [[gnu::noinline]] void computeComponents() {
         if (component_.empty()) component_ = EpsilonComponents(source_).compute();
     }
 
