@@ -76,16 +76,24 @@ std::size_t lineEndFrom(std::string_view text, std::size_t position) {
 // fill no block: the writer looks at most this often while it waits.
 constexpr std::chrono::milliseconds linesLatency{20};
 
-// One chunk of the text and what its worker made of it so far.
+// One chunk of the text and what its worker made of it so far. Its worker and
+// the writer share it under its own mutex, so that workers never wait for
+// each other when they hand over the lines of an entry.
 struct Chunk {
     std::string_view text;
+    std::mutex mutex;
+    // Woken for the writer when a block fills or the chunk is done, and for
+    // the worker when the writer takes a block or is done.
+    std::condition_variable changed;
     std::deque<std::string> blocks; // whole lines, each ended by "\n", not yet written
     bool done = false;              // the worker has handed over its last block
     bool failed = false;            // an entry failed: the blocks end with its lines
+    bool stopped = false;           // the writer is done: the worker waits no more
     std::int64_t count = 0;         // form lines, once done
 };
 
-// The state that the workers and the writer share, under one mutex.
+// What the workers and the writer share: the chunks in flight under one
+// mutex, each chunk's lines under its own, the written blocks under a third.
 class ParallelExpansion {
 public:
     ParallelExpansion(std::string_view text, const ExpansionOptions& options) : text_(text), options_(options) {}
@@ -122,21 +130,21 @@ private:
 
     Chunk* takeChunk();
     std::string spareBlock();
+    void keepSpare(std::string block);
     void finish(Chunk& chunk, bool expanded, std::int64_t count);
+    // The blocks of `chunk` for the writer, until it is done; false when an
+    // entry of it failed.
+    bool writeChunk(Chunk& chunk, LineSink& sink);
 
     const std::string_view text_;
     const ExpansionOptions options_;
     std::mutex mutex_;
-    // Each side is woken only when what it waits for may have come: the
-    // writer for a chunk taken, a block filled or a chunk done (not once per
-    // entry, which would cost two system calls per entry); the workers for
-    // room to hand a block over or to take a chunk, or for the end.
-    std::condition_variable writerWakes_;
-    std::condition_variable workersWake_;
+    std::condition_variable chunksChanged_;     // a chunk taken or written, or the end
     std::deque<std::unique_ptr<Chunk>> chunks_; // taken and not yet written, in text order
-    std::vector<std::string> spares_;           // written blocks, empty, kept for their memory
     std::size_t cut_ = 0;                       // where the next chunk begins
     bool stopped_ = false;                      // the writer is done
+    std::mutex sparesMutex_;
+    std::vector<std::string> spares_; // written blocks, empty, kept for their memory
 };
 
 void ParallelExpansion::BlockSink::printLine(std::string_view line) {
@@ -164,60 +172,75 @@ void ParallelExpansion::BlockSink::printJoined(std::initializer_list<std::string
 // as it may, unless the writer is done.
 void ParallelExpansion::BlockSink::handOver() {
     if (block_.empty()) return;
-    std::unique_lock lock(expansion_.mutex_);
+    const std::size_t blockBytes = expansion_.options_.blockBytes;
+    std::unique_lock lock(chunk_.mutex);
     // The lines of a few entries fill one block, copied after those before.
     std::deque<std::string>& blocks = chunk_.blocks;
-    if (!blocks.empty() && blocks.back().size() + block_.size() <= expansion_.options_.blockBytes)
+    if (!blocks.empty() && blocks.back().size() + block_.size() <= blockBytes) {
         blocks.back().append(block_);
-    else {
-        blocks.push_back(expansion_.spareBlock());
-        blocks.back().append(block_);
+    } else {
+        lock.unlock();
+        std::string fresh = expansion_.spareBlock();
+        fresh.append(block_);
+        lock.lock();
+        blocks.push_back(std::move(fresh));
         // The block before it is full: the writer may take it now.
-        expansion_.writerWakes_.notify_one();
+        chunk_.changed.notify_all();
     }
     block_.clear();
-    expansion_.workersWake_.wait(
-        lock, [&] { return expansion_.stopped_ || chunk_.blocks.size() < expansion_.options_.blocksPerChunk; });
+    chunk_.changed.wait(lock,
+                        [&] { return chunk_.stopped || chunk_.blocks.size() < expansion_.options_.blocksPerChunk; });
 }
 
 // The next chunk, cut after the last one, once fewer than the allowed chunks
 // are in flight; null when the text is done or the writer is.
 Chunk* ParallelExpansion::takeChunk() {
     std::unique_lock lock(mutex_);
-    workersWake_.wait(lock, [&] { return stopped_ || chunks_.size() < options_.chunksInFlight; });
+    chunksChanged_.wait(lock, [&] { return stopped_ || chunks_.size() < options_.chunksInFlight; });
     if (stopped_ || cut_ == text_.size()) return nullptr;
     const std::size_t end = lineEndFrom(text_, std::min(text_.size(), cut_ + options_.chunkBytes));
     chunks_.push_back(std::make_unique<Chunk>());
     chunks_.back()->text = text_.substr(cut_, end - cut_);
     cut_ = end;
-    writerWakes_.notify_one();
+    chunksChanged_.notify_all();
     return chunks_.back().get();
 }
 
 // An empty block with room for blockBytes: one written before, whose pages
 // are filled again rather than asked of the system anew, when there is one.
-// Called with the mutex held. There are never more spares than blocks in
-// flight.
+// There are never more spares than blocks in flight.
 std::string ParallelExpansion::spareBlock() {
-    if (spares_.empty()) {
-        std::string block;
-        block.reserve(options_.blockBytes);
-        return block;
+    {
+        const std::lock_guard lock(sparesMutex_);
+        if (!spares_.empty()) {
+            std::string spare = std::move(spares_.back());
+            spares_.pop_back();
+            return spare;
+        }
     }
-    std::string spare = std::move(spares_.back());
-    spares_.pop_back();
-    return spare;
+    std::string block;
+    block.reserve(options_.blockBytes);
+    return block;
+}
+
+void ParallelExpansion::keepSpare(std::string block) {
+    block.clear();
+    const std::lock_guard lock(sparesMutex_);
+    spares_.push_back(std::move(block));
 }
 
 void ParallelExpansion::finish(Chunk& chunk, bool expanded, std::int64_t count) {
-    std::lock_guard lock(mutex_);
+    if (!expanded) {
+        // No chunk after a failed one is needed.
+        const std::lock_guard lock(mutex_);
+        cut_ = text_.size();
+        chunksChanged_.notify_all();
+    }
+    const std::lock_guard lock(chunk.mutex);
     chunk.done = true;
     chunk.failed = !expanded;
     chunk.count = count;
-    // No chunk after a failed one is needed.
-    if (!expanded) cut_ = text_.size();
-    writerWakes_.notify_one();
-    workersWake_.notify_all();
+    chunk.changed.notify_all();
 }
 
 void ParallelExpansion::work(const EntryLineExpander& prototype) {
@@ -244,40 +267,54 @@ void ParallelExpansion::work(const EntryLineExpander& prototype) {
     }
 }
 
-std::optional<std::int64_t> ParallelExpansion::write(LineSink& sink) {
-    std::int64_t count = 0;
-    std::unique_lock lock(mutex_);
+bool ParallelExpansion::writeChunk(Chunk& chunk, LineSink& sink) {
+    std::unique_lock lock(chunk.mutex);
     while (true) {
-        writerWakes_.wait(lock, [&] { return !chunks_.empty() || cut_ == text_.size(); });
-        if (chunks_.empty()) return count;
-        Chunk& chunk = *chunks_.front();
         // Full blocks as soon as they are full; the lines of the entries
         // finished so far after a short wait at most, so that the lines
         // before a slow entry reach the output while it runs.
-        writerWakes_.wait_for(lock, linesLatency, [&] { return chunk.blocks.size() > 1 || chunk.done; });
-        if (!chunk.blocks.empty()) {
-            std::string block = std::move(chunk.blocks.front());
-            chunk.blocks.pop_front();
-            workersWake_.notify_all();
-            lock.unlock();
-            sink.printLines(block);
-            block.clear();
-            lock.lock();
-            spares_.push_back(std::move(block));
-            continue;
+        chunk.changed.wait_for(lock, linesLatency, [&] { return chunk.blocks.size() > 1 || chunk.done; });
+        if (chunk.blocks.empty()) {
+            if (chunk.done) return !chunk.failed;
+            continue; // nothing finished yet
         }
-        if (!chunk.done) continue; // nothing finished yet
-        if (chunk.failed) return std::nullopt;
-        count += chunk.count;
+        std::string block = std::move(chunk.blocks.front());
+        chunk.blocks.pop_front();
+        chunk.changed.notify_all();
+        lock.unlock();
+        sink.printLines(block);
+        keepSpare(std::move(block));
+        lock.lock();
+    }
+}
+
+std::optional<std::int64_t> ParallelExpansion::write(LineSink& sink) {
+    std::int64_t count = 0;
+    while (true) {
+        Chunk* chunk = nullptr;
+        {
+            std::unique_lock lock(mutex_);
+            chunksChanged_.wait(lock, [&] { return !chunks_.empty() || cut_ == text_.size(); });
+            if (chunks_.empty()) return count;
+            chunk = chunks_.front().get();
+        }
+        if (!writeChunk(*chunk, sink)) return std::nullopt;
+        count += chunk->count;
+        const std::lock_guard lock(mutex_);
         chunks_.pop_front();
-        workersWake_.notify_all();
+        chunksChanged_.notify_all();
     }
 }
 
 void ParallelExpansion::stop() {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     stopped_ = true;
-    workersWake_.notify_all();
+    for (const std::unique_ptr<Chunk>& chunk : chunks_) {
+        const std::lock_guard chunkLock(chunk->mutex);
+        chunk->stopped = true;
+        chunk->changed.notify_all();
+    }
+    chunksChanged_.notify_all();
 }
 
 // How many workers expand a dictionary: one per processor, unless the

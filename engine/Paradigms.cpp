@@ -249,8 +249,23 @@ std::optional<Paradigm> ParadigmCache::explored(std::shared_ptr<const MGFSA> gra
     return Paradigm(std::move(grammar), graphName, options_);
 }
 
+std::optional<std::optional<Paradigm>> ParadigmCache::cached(const std::string& key) {
+    const std::lock_guard lock(mutex_);
+    const auto found = table_.find(key);
+    if (found == table_.end()) return std::nullopt;
+    recent_.splice(recent_.begin(), recent_, found->second.recent);
+    return found->second.paradigm;
+}
+
 std::optional<Paradigm> ParadigmCache::remember(const std::string& key, std::optional<Paradigm> paradigm,
                                                 std::size_t bytes) {
+    const std::lock_guard lock(mutex_);
+    // Another thread may have explored the same paradigm meanwhile: the
+    // first result stays (both are the same).
+    if (const auto found = table_.find(key); found != table_.end()) {
+        recent_.splice(recent_.begin(), recent_, found->second.recent);
+        return found->second.paradigm;
+    }
     recent_.push_front(key);
     bytes += key.size() + sizeof(Entry);
     table_.emplace(key, Entry{paradigm, bytes, recent_.begin()});
@@ -267,36 +282,50 @@ std::optional<Paradigm> ParadigmCache::remember(const std::string& key, std::opt
 
 std::optional<Paradigm> ParadigmCache::paradigmOfInflectionalValue(const std::string& value) {
     const std::string key = "=" + value;
-    if (const auto cached = table_.find(key); cached != table_.end()) {
-        recent_.splice(recent_.begin(), recent_, cached->second.recent);
-        return cached->second.paradigm;
-    }
+    if (std::optional<std::optional<Paradigm>> found = cached(key)) return std::move(*found);
     std::size_t bytes = 0;
     std::optional<Paradigm> paradigm;
     if (std::optional<GFSA> main = expression2Gfsa(inflectionalExpression(value), LinguisticLevel::syntax)) {
-        if (!grammarWithMain_) grammarWithMain_ = paradigms_;
-        grammarWithMain_->addGraph("_Main", std::move(*main));
+        std::unique_ptr<MGFSA> grammar = takeGrammarWithMain();
+        grammar->addGraph("_Main", std::move(*main));
         // A paradigm explored on each use keeps a grammar of its own, since
-        // "_Main" is replaced here for the next value.
-        paradigm = explored(nullptr, *grammarWithMain_, "_Main", bytes);
+        // "_Main" is replaced for the next value.
+        paradigm = explored(nullptr, *grammar, "_Main", bytes);
+        giveBack(std::move(grammar));
     }
     return remember(key, std::move(paradigm), bytes);
 }
 
 std::optional<Paradigm> ParadigmCache::paradigmOfGraph(const std::string& name) {
     const std::string key = ":" + name;
-    if (const auto cached = table_.find(key); cached != table_.end()) {
-        recent_.splice(recent_.begin(), recent_, cached->second.recent);
-        return cached->second.paradigm;
-    }
+    if (std::optional<std::optional<Paradigm>> found = cached(key)) return std::move(*found);
     std::size_t bytes = 0;
     // The grammar outlives the cache: it is shared without an owner.
     const std::shared_ptr<const MGFSA> grammar(std::shared_ptr<const MGFSA>(), &paradigms_);
     return remember(key, explored(grammar, paradigms_, name, bytes), bytes);
 }
 
-std::optional<EntryParadigms> ParadigmCache::paradigmsOf(const ALU& alu) {
+// A copy of the paradigms in which a "_Main" graph may be replaced, one per
+// thread exploring an inflectional value at the same time: made on first
+// use, kept for the next value.
+std::unique_ptr<MGFSA> ParadigmCache::takeGrammarWithMain() {
+    {
+        const std::lock_guard lock(mutex_);
+        if (!grammarsWithMain_.empty()) {
+            std::unique_ptr<MGFSA> grammar = std::move(grammarsWithMain_.back());
+            grammarsWithMain_.pop_back();
+            return grammar;
+        }
+    }
+    return std::make_unique<MGFSA>(paradigms_);
+}
+
+void ParadigmCache::giveBack(std::unique_ptr<MGFSA> grammarWithMain) {
     const std::lock_guard lock(mutex_);
+    grammarsWithMain_.push_back(std::move(grammarWithMain));
+}
+
+std::optional<EntryParadigms> ParadigmCache::paradigmsOf(const ALU& alu) {
     EntryParadigms paradigms;
     paradigms.inflections.reserve(alu.flxParadigms.size());
     for (const std::string& value : alu.flxParadigms) {

@@ -137,7 +137,10 @@ public:
     // Absent when a paradigm cannot be explored or has no path, or when a
     // "DRV=" value names no inflection and the entry has no "FLX=" value.
     // Cost: a lookup per value; on a miss, one exploration (up to heldPaths
-    // paths for a paradigm too large to hold).
+    // paths for a paradigm too large to hold). Safe to call from several
+    // threads, which explore at the same time; memory: the cached paradigms
+    // (heldBytes), plus one copy of the grammar per thread that has explored
+    // an inflectional value at the same time as another.
     std::optional<EntryParadigms> paradigmsOf(const ALU& alu);
 
 private:
@@ -152,14 +155,25 @@ private:
     std::optional<Paradigm> paradigmOfGraph(const std::string& name);
     std::optional<Paradigm> explored(std::shared_ptr<const MGFSA> grammar, const MGFSA& grammarRef,
                                      const std::string& graphName, std::size_t& bytes);
+    // The paradigm cached under `key`, made the most recently used; absent
+    // when there is none (a cached paradigm may itself be absent).
+    std::optional<std::optional<Paradigm>> cached(const std::string& key);
+    // Caches `paradigm` under `key` unless another thread did first, and
+    // answers what is cached.
     std::optional<Paradigm> remember(const std::string& key, std::optional<Paradigm> paradigm, std::size_t bytes);
+    std::unique_ptr<MGFSA> takeGrammarWithMain();
+    void giveBack(std::unique_ptr<MGFSA> grammarWithMain);
 
-    std::mutex mutex_; // guards everything below
+    // Paradigms are explored without the lock, so that threads explore
+    // different paradigms at the same time; the lock guards the members
+    // below it that are not const.
+    std::mutex mutex_;
     const MGFSA& paradigms_;
     // Every paradigm besides the graph "_Main" of the last inflectional value
-    // explored: adding "_Main" again replaces it, and labels left behind by
-    // earlier values do not change what a path reads. Copied on first use.
-    std::optional<MGFSA> grammarWithMain_;
+    // explored with it: adding "_Main" again replaces it, and labels left
+    // behind by earlier values do not change what a path reads. One copy per
+    // thread exploring at once, made on first use.
+    std::vector<std::unique_ptr<MGFSA>> grammarsWithMain_;
     const ExploreOptions options_;
     const std::size_t heldPaths_;
     const std::size_t heldBytes_;
