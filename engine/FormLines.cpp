@@ -14,6 +14,7 @@
 #include <shared_mutex>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -325,10 +326,22 @@ public:
         if (const auto found = shapes_.find(key); found != shapes_.end()) return found->second;
         if (bytes_ > shapeBytesLimit) {
             shapes_.clear();
+            paradigms_.clear();
             bytes_ = 0;
             generation_.fetch_add(1, std::memory_order_relaxed);
         }
         bytes_ += shape.bytes + key.size();
+        // A shape keeps its paradigms alive, dropped from their cache or not:
+        // the paths of each count against the budget once, however many
+        // shapes share them.
+        const auto count = [&](const Paradigm& paradigm) {
+            if (paradigm.held() != nullptr && paradigms_.insert(paradigm.held()).second) bytes_ += paradigm.heldBytes();
+        };
+        for (const Paradigm& inflection : shape.owned.inflections) count(inflection);
+        for (const DerivationParadigms& derivation : shape.owned.derivations) {
+            count(derivation.derivation);
+            if (derivation.inflection) count(*derivation.inflection);
+        }
         return shapes_.emplace(std::string(key), std::make_shared<const Shape>(std::move(shape))).first->second;
     }
 
@@ -338,6 +351,7 @@ public:
 private:
     mutable std::shared_mutex mutex_;
     std::unordered_map<std::string, Pointer, TextHash, std::equal_to<>> shapes_;
+    std::unordered_set<const ParadigmPaths*> paradigms_; // the held paths that shapes keep, counted
     std::size_t bytes_ = 0;
     std::atomic<std::uint64_t> generation_ = 0;
 };
@@ -433,14 +447,7 @@ Shape EntryLineExpander::State::makeShape(std::string_view entryLine) {
     shape.assembled = true;
     shape.text.shrink_to_fit();
     shape.templates.shrink_to_fit();
-    // A shape keeps its paradigms alive, dropped from their cache or not:
-    // their paths count against the shapes' budget too.
     shape.bytes = shape.text.size() + shape.templates.size() * sizeof(FormTemplate);
-    for (const Paradigm& inflection : shape.owned.inflections) shape.bytes += inflection.heldBytes();
-    for (const DerivationParadigms& derivation : shape.owned.derivations) {
-        shape.bytes += derivation.derivation.heldBytes();
-        if (derivation.inflection) shape.bytes += derivation.inflection->heldBytes();
-    }
     return shape;
 }
 
