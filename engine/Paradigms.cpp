@@ -207,6 +207,24 @@ bool Paradigm::forEachPath(const std::function<bool(const ParadigmPath&)>& visit
 
 // ---- ParadigmCache ----------------------------------------------------------
 
+namespace {
+
+// About the memory that a copy of `grammar` takes: its states, transitions,
+// labels and graph names. Cost: linear in the number of graphs and states.
+std::size_t approximateBytes(const MGFSA& grammar) {
+    std::size_t bytes = 0;
+    for (const Label& label : grammar.alphabet.array)
+        bytes += sizeof(Label) + label.input.size() + label.output.size() + 2 * sizeof(void*);
+    for (const auto& [name, graph] : grammar.graphs) {
+        bytes += name.size() + sizeof(GFSA) + 4 * sizeof(void*);
+        for (const GFSA::State& state : graph.states)
+            bytes += sizeof(GFSA::State) + state.outGoingTransitions.size() * sizeof(GFSA::Transition);
+    }
+    return bytes;
+}
+
+} // namespace
+
 ParadigmCache::ParadigmCache(const MGFSA& paradigms, const ExploreOptions& options, std::size_t heldPaths,
                              std::size_t heldBytes)
     : paradigms_(paradigms), options_(options), heldPaths_(heldPaths), heldBytes_(heldBytes) {}
@@ -245,7 +263,13 @@ std::optional<Paradigm> ParadigmCache::explored(std::shared_ptr<const MGFSA> gra
     }
     if (end == ExplorationEnd::failed) return std::nullopt;
     bytes = 0;
-    if (grammar == nullptr) grammar = std::make_shared<const MGFSA>(grammarRef);
+    if (grammar == nullptr) {
+        // The copy of the grammar that such a paradigm keeps counts against
+        // the cache's budget, so that the paradigms of many values too large
+        // to hold do not keep a grammar each.
+        grammar = std::make_shared<const MGFSA>(grammarRef);
+        bytes = approximateBytes(*grammar);
+    }
     return Paradigm(std::move(grammar), graphName, options_);
 }
 
