@@ -43,6 +43,22 @@ std::optional<InputKind> inputKindOf(std::string_view extension) {
     return std::nullopt;
 }
 
+std::optional<std::string> addFileArgument(LexiconFiles& files, const std::string& argument) {
+    const std::string extension = extensionOf(argument);
+    const std::optional<InputKind> kind = inputKindOf(extension);
+    if (!kind) return "Cannot handle file extension type \"" + extension + "\" for argument " + argument;
+    if (*kind == InputKind::dictionary) {
+        files.dictionaryPaths.push_back(argument);
+    } else if (*kind == InputKind::grammar) {
+        files.grammarPaths.push_back(argument);
+    } else if (files.definitionsPath) {
+        return "Can handle only one properties definition .def file";
+    } else {
+        files.definitionsPath = argument;
+    }
+    return std::nullopt;
+}
+
 Lexicon::Lexicon(LexiconFiles files, const LexiconOptions& options) : files_(std::move(files)), options_(options) {}
 
 Lexicon::~Lexicon() = default;

@@ -39,6 +39,13 @@ std::string extensionOf(std::string_view argument);
 enum class InputKind { dictionary, grammar, definitions };
 std::optional<InputKind> inputKindOf(std::string_view extension);
 
+// Adds the command-line argument `argument` to `files`, as the kind of file
+// its extension names. Absent when it was added; otherwise why it cannot be,
+// in lexpand's words without its "*** ": "Cannot handle file extension type
+// "EXT" for argument ARG", or "Can handle only one properties definition .def
+// file" for a second ".def".
+std::optional<std::string> addFileArgument(LexiconFiles& files, const std::string& argument);
+
 // Why a lexicon cannot be loaded: the step that failed, and the line that
 // lexpand prints for it ("*** " included where lexpand writes it).
 struct LexiconFailure {

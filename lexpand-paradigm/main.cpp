@@ -91,23 +91,6 @@ void printHelp() {
                stdout);
 }
 
-// Sorts a file argument into `files`; the message when it cannot be used.
-std::optional<std::string> addFile(LexiconFiles& files, const std::string& argument) {
-    const std::string extension = extensionOf(argument);
-    const std::optional<InputKind> kind = inputKindOf(extension);
-    if (!kind) return "Cannot handle file extension type \"" + extension + "\" for argument " + argument;
-    if (*kind == InputKind::dictionary) {
-        files.dictionaryPaths.push_back(argument);
-    } else if (*kind == InputKind::grammar) {
-        files.grammarPaths.push_back(argument);
-    } else if (files.definitionsPath) {
-        return "Can handle only one properties definition .def file";
-    } else {
-        files.definitionsPath = argument;
-    }
-    return std::nullopt;
-}
-
 // The option getopt_long has just refused, as typed: a long option whole,
 // a short one (possibly within a group such as "-hx") as "-x".
 std::string refusedOption(char** argv) {
@@ -168,7 +151,7 @@ std::optional<ExitStatus> readOption(Options& options, int code, const char* arg
 // when they do not, or nothing.
 std::optional<ExitStatus> readFilesAndCheck(Options& options, int argc, char** argv) {
     for (int i = optind; i < argc; ++i) {
-        if (const std::optional<std::string> message = addFile(options.files, argv[i]))
+        if (const std::optional<std::string> message = addFileArgument(options.files, argv[i]))
             return refuseCommandLine(*message);
     }
     if (options.entries.empty() && !options.graph) return refuseCommandLine("give --entry or --graph");

@@ -133,22 +133,8 @@ std::optional<ExitStatus> readCommandLine(RunContext& run, int argc, char** argv
         return statusWrongCommandLine;
     }
     for (int i = 1; i < argc; ++i) {
-        const std::string argument = argv[i];
-        const std::string extension = extensionOf(argument);
-        const std::optional<InputKind> kind = inputKindOf(extension);
-        if (!kind) {
-            return refuseCommandLine(run.out, "*** Cannot handle file extension type \"" + extension +
-                                                  "\" for argument " + argument);
-        }
-        if (*kind == InputKind::dictionary) {
-            run.files.dictionaryPaths.push_back(argument);
-        } else if (*kind == InputKind::grammar) {
-            run.files.grammarPaths.push_back(argument);
-        } else if (run.files.definitionsPath) {
-            return refuseCommandLine(run.out, "*** Can handle only one properties definition .def file");
-        } else {
-            run.files.definitionsPath = argument;
-        }
+        if (const std::optional<std::string> refused = addFileArgument(run.files, argv[i]))
+            return refuseCommandLine(run.out, "*** " + *refused);
     }
     if (run.files.dictionaryPaths.empty())
         return refuseCommandLine(run.out, "*** Need at least one dictionary .dic file");
