@@ -138,9 +138,8 @@ py::list toPython(const std::vector<AnalysisRecord>& records) {
     return list;
 }
 
-} // namespace
-
-void bindAnalyser(py::module_& module) {
+// The record type lexpand.Analysis, a named tuple, added to `module`.
+void defineAnalysisRecord(py::module_& module) {
     py::list fields;
     for (const char* field : {"word", "lemma", "category", "properties", "reverse_command", "line", "spelling"})
         fields.append(field);
@@ -158,7 +157,40 @@ void bindAnalyser(py::module_& module) {
         "spelling: the form found: the word as written, else with its first letter in lower case, else all in "
         "lower case.";
     module.attr("Analysis") = analysis;
+}
 
+py::list analyseText(const Analyser& self, const std::string& text) {
+    std::vector<std::pair<std::string, std::vector<AnalysisRecord>>> results;
+    {
+        const py::gil_scoped_release release;
+        results = self.analyseText(text);
+    }
+    py::list list(results.size());
+    for (std::size_t i = 0; i < results.size(); ++i)
+        list[i] = py::make_tuple(results[i].first, toPython(results[i].second));
+    return list;
+}
+
+py::list generateForms(const Analyser& self, const std::string& query) {
+    std::vector<AnalysisRecord> records;
+    {
+        const py::gil_scoped_release release;
+        records = self.generate(query);
+    }
+    return toPython(records);
+}
+
+py::dict infoOf(const Analyser& self) {
+    const CompactDictionaryInfo& info = self.info();
+    return py::dict("forms"_a = info.forms, "pairs"_a = info.pairs, "analyses"_a = info.analyses,
+                    "lists"_a = info.lists, "states"_a = info.states, "arcs"_a = info.arcs, "symbols"_a = info.symbols,
+                    "longest_form"_a = info.longestForm, "bytes"_a = info.bytes);
+}
+
+} // namespace
+
+void bindAnalyser(py::module_& module) {
+    defineAnalysisRecord(module);
     py::class_<Analyser>(module, "Analyser", R"(A compact dictionary (.lxd), opened once, to look words up.
 
 The file is one that Lexicon.compile or lexpand-compile wrote; opening it
@@ -179,52 +211,21 @@ damaged or not a compact dictionary.)")
 printed them; an empty list for an unknown word. A word not found as written
 is looked up with its first letter in lower case, then all in lower case: the
 record's `spelling` tells which was found.)")
-        .def(
-            "analyse_text",
-            [](const Analyser& self, const std::string& text) {
-                std::vector<std::pair<std::string, std::vector<AnalysisRecord>>> results;
-                {
-                    const py::gil_scoped_release release;
-                    results = self.analyseText(text);
-                }
-                py::list list(results.size());
-                for (std::size_t i = 0; i < results.size(); ++i)
-                    list[i] = py::make_tuple(results[i].first, toPython(results[i].second));
-                return list;
-            },
-            "text"_a,
-            R"(The words of running text, each with its analyses: a list of (word,
+        .def("analyse_text", &analyseText, "text"_a,
+             R"(The words of running text, each with its analyses: a list of (word,
 [lexpand.Analysis, ...]) pairs in text order, an unknown word with an empty
 list. Text is cut at Unicode's word boundaries; spaces and punctuation are
 left out, and a run of words that the dictionary holds as one form (a
 multi-word entry) is one word, the longest first. Runs without the GIL.)")
-        .def(
-            "generate",
-            [](const Analyser& self, const std::string& query) {
-                std::vector<AnalysisRecord> records;
-                {
-                    const py::gil_scoped_release release;
-                    records = self.generate(query);
-                }
-                return toPython(records);
-            },
-            "query"_a,
-            R"(The forms of a lemma: for the query "LEMMA,CATEGORY+PROPERTY+...", every
+        .def("generate", &generateForms, "query"_a,
+             R"(The forms of a lemma: for the query "LEMMA,CATEGORY+PROPERTY+...", every
 form whose analysis has that lemma, that category and at least those
 properties, as lexpand.Analysis records (their `word` is the form), in
 ascending order of form. Raises lexpand.QueryError when `query` is not a
 query. Runs without the GIL.)")
         .def_property_readonly("path", &Analyser::path, "The path of the compact dictionary.")
-        .def_property_readonly(
-            "info",
-            [](const Analyser& self) {
-                const CompactDictionaryInfo& info = self.info();
-                return py::dict("forms"_a = info.forms, "pairs"_a = info.pairs, "analyses"_a = info.analyses,
-                                "lists"_a = info.lists, "states"_a = info.states, "arcs"_a = info.arcs,
-                                "symbols"_a = info.symbols, "longest_form"_a = info.longestForm,
-                                "bytes"_a = info.bytes);
-            },
-            R"(What the dictionary holds, as lexpand-lookup --info prints it: a dict of
+        .def_property_readonly("info", &infoOf,
+                               R"(What the dictionary holds, as lexpand-lookup --info prints it: a dict of
 forms, pairs (of a form and an analysis), analyses, lists (of analyses),
 states, arcs, symbols, longest_form (characters) and bytes.)")
         .def("__repr__", [](const Analyser& self) {
