@@ -210,11 +210,12 @@ bool Paradigm::forEachPath(const std::function<bool(const ParadigmPath&)>& visit
 namespace {
 
 // About the memory that a copy of `grammar` takes: its states, transitions,
-// labels and graph names. Cost: linear in the number of graphs and states.
+// labels (each held twice, in the alphabet's array and in its index) and graph
+// names. Cost: linear in the number of graphs and states.
 std::size_t approximateBytes(const MGFSA& grammar) {
     std::size_t bytes = 0;
     for (const Label& label : grammar.alphabet.array)
-        bytes += sizeof(Label) + label.input.size() + label.output.size() + 2 * sizeof(void*);
+        bytes += 2 * (sizeof(Label) + label.input.size() + label.output.size()) + 4 * sizeof(void*);
     for (const auto& [name, graph] : grammar.graphs) {
         bytes += name.size() + sizeof(GFSA) + 4 * sizeof(void*);
         for (const GFSA::State& state : graph.states)
