@@ -20,6 +20,7 @@
 #include "CompactDictionary.h"
 #include "Errors.h"
 #include "FormGeneration.h"
+#include "FormRecords.h"
 #include "WordLookup.h"
 
 namespace py = pybind11;
@@ -140,12 +141,8 @@ py::list toPython(const std::vector<AnalysisRecord>& records) {
 
 // The record type lexpand.Analysis, a named tuple, added to `module`.
 void defineAnalysisRecord(py::module_& module) {
-    py::list fields;
-    for (const char* field : {"word", "lemma", "category", "properties", "reverse_command", "line", "spelling"})
-        fields.append(field);
-    const py::object analysis =
-        py::module_::import("collections").attr("namedtuple")("Analysis", fields, "module"_a = "lexpand");
-    analysis.attr("__doc__") =
+    addRecordType(
+        module, "Analysis", {"word", "lemma", "category", "properties", "reverse_command", "line", "spelling"},
         "One analysis of a word, as lexpand-lookup prints it.\n\n"
         "word: the word looked up (for a generation, the form generated).\n"
         "lemma: the lemma, restored from the spelling by the reverse command.\n"
@@ -155,8 +152,7 @@ void defineAnalysisRecord(py::module_& module) {
         "reverse_command: the command of that _LEX, which turns the spelling into the lemma.\n"
         "line: the lemma, category and properties as one line, as lexpand-lookup prints the analysis.\n"
         "spelling: the form found: the word as written, else with its first letter in lower case, else all in "
-        "lower case.";
-    module.attr("Analysis") = analysis;
+        "lower case.");
 }
 
 py::list analyseText(const Analyser& self, const std::string& text) {

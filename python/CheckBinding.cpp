@@ -18,6 +18,7 @@
 
 #include "DictionaryCheck.h"
 #include "Errors.h"
+#include "FormRecords.h"
 #include "Lexicon.h"
 
 namespace py = pybind11;
@@ -88,11 +89,8 @@ py::list toPython(const std::vector<Diagnostic>& diagnostics, const py::handle& 
 } // namespace
 
 void bindCheck(py::module_& module) {
-    py::list fields;
-    for (const char* field : {"file", "line", "column", "severity", "code", "message", "notes"}) fields.append(field);
-    const py::object record =
-        py::module_::import("collections").attr("namedtuple")("Diagnostic", fields, "module"_a = "lexpand");
-    record.attr("__doc__") =
+    addRecordType(
+        module, "Diagnostic", {"file", "line", "column", "severity", "code", "message", "notes"},
         "One problem of a lexicon, as lexpand-check reports it.\n\n"
         "file: the file, or None for a problem of the whole run.\n"
         "line, column: from 1; line 0 stands for the whole file, column 0 for the whole line (columns count "
@@ -101,8 +99,7 @@ void bindCheck(py::module_& module) {
         "code: the name of the kind of problem (\"undefined-paradigm\"): a warning's -W name, a SARIF rule id.\n"
         "message: what is wrong, in lexpand-check's words.\n"
         "notes: the related places (\"first given here\"), as Diagnostic records of severity \"note\" and the "
-        "same code.";
-    module.attr("Diagnostic") = record;
+        "same code.");
 
     module.def(
         "check",

@@ -82,24 +82,27 @@ std::optional<FormRecord> formRecordOf(std::string line, bool echoed, const std:
                       echoed};
 }
 
+void addRecordType(py::module_& module, const char* name, std::initializer_list<const char*> fields, const char* doc) {
+    py::list names;
+    for (const char* field : fields) names.append(field);
+    const py::object type = py::module_::import("collections").attr("namedtuple")(name, names, "module"_a = "lexpand");
+    type.attr("__doc__") = doc;
+    module.attr(name) = type;
+}
+
 void bindFormRecords(py::module_& module) {
-    py::list fields;
-    for (const char* field : {"form", "lemma", "category", "properties", "reverse_command", "line", "echoed"})
-        fields.append(field);
-    py::object form = py::module_::import("collections").attr("namedtuple")("Form", fields, "module"_a = "lexpand");
-    form.attr("__doc__") =
-        "One line that lexpand prints for an entry, in parts.\n\n"
-        "form: the word form as the line writes it (a comma keeps its backslash).\n"
-        "lemma: the form edited by the reverse command.\n"
-        "category: the category.\n"
-        "properties: every property item of the line but the _LEX of the form, in the line's order (lexical "
-        "properties, "
-        "FLX= and DRV= items, morphological properties), as a tuple of str.\n"
-        "reverse_command: the command of _LEX, which turns the form into its lemma.\n"
-        "line: the line exactly as lexpand prints it.\n"
-        "echoed: True for an entry without inflectional paradigm, which lexpand prints as written and does "
-        "not count; its form is its lemma, its reverse command \"<E>\".";
-    module.attr("Form") = form;
+    addRecordType(module, "Form", {"form", "lemma", "category", "properties", "reverse_command", "line", "echoed"},
+                  "One line that lexpand prints for an entry, in parts.\n\n"
+                  "form: the word form as the line writes it (a comma keeps its backslash).\n"
+                  "lemma: the form edited by the reverse command.\n"
+                  "category: the category.\n"
+                  "properties: every property item of the line but the _LEX of the form, in the line's order (lexical "
+                  "properties, "
+                  "FLX= and DRV= items, morphological properties), as a tuple of str.\n"
+                  "reverse_command: the command of _LEX, which turns the form into its lemma.\n"
+                  "line: the line exactly as lexpand prints it.\n"
+                  "echoed: True for an entry without inflectional paradigm, which lexpand prints as written and does "
+                  "not count; its form is its lemma, its reverse command \"<E>\".");
 }
 
 py::object formClass() {

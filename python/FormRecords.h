@@ -7,6 +7,7 @@
 
 #include <pybind11/pybind11.h>
 
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -43,6 +44,11 @@ std::vector<std::string> lexItemsOf(const ALU& entry);
 // the logarithm of its items. Safe without the GIL.
 std::optional<FormRecord> formRecordOf(std::string line, bool echoed, const std::vector<std::string>& entryLexItems,
                                        const PropertiesDefinitions& definitions);
+
+// Adds to `module` the record type lexpand.`name`: a named tuple of
+// `fields`, documented by `doc`.
+void addRecordType(pybind11::module_& module, const char* name, std::initializer_list<const char*> fields,
+                   const char* doc);
 
 // Creates the class lexpand.Form (a named tuple of the fields of FormRecord)
 // in `module`.
