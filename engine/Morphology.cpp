@@ -5,6 +5,7 @@
 #include "Morphology.h"
 
 #include <algorithm>
+#include <cassert>
 #include <charconv>
 #include <limits>
 #include <system_error>
@@ -541,18 +542,50 @@ std::optional<std::vector<std::string>> Morphology::simplifySuffixCommand(const 
     return simplified;
 }
 
-std::optional<std::vector<Morphology::Operator>> Morphology::parseCommand(std::string_view morphologicalCommand) {
-    if (!isValidUtf8(morphologicalCommand)) return std::nullopt;
+namespace {
+
+// The command of a text whose tokens are single plain ASCII bytes (none is
+// "<", which opens a long token): each types its character. Each operator's
+// text is made in place, as one byte, without a token string to copy.
+std::vector<Morphology::Operator> typedBytes(std::string_view bytes) {
+    std::vector<Morphology::Operator> command(bytes.size());
+    for (std::size_t i = 0; i < bytes.size(); ++i) command[i].type.assign(1, bytes[i]);
+    return command;
+}
+
+// For the Debug build's check of the lane above against the general path.
+[[maybe_unused]] bool sameCommand(const std::optional<std::vector<Morphology::Operator>>& general,
+                                  const std::vector<Morphology::Operator>& lane) {
+    return general && std::equal(general->begin(), general->end(), lane.begin(), lane.end(),
+                                 [](const Morphology::Operator& a, const Morphology::Operator& b) {
+                                     return a.type == b.type && a.parameter == b.parameter;
+                                 });
+}
+
+// The command parsed from the general tokenizer's tokens.
+std::optional<std::vector<Morphology::Operator>> parsedTokens(std::string_view morphologicalCommand) {
     const std::optional<TokenList> tokens = Tokenizer::textualOrthographicGrammar(morphologicalCommand);
     if (!tokens) return std::nullopt;
-    std::vector<Operator> command;
+    std::vector<Morphology::Operator> command;
     command.reserve(tokens->size());
     for (const std::string& token : *tokens) {
-        std::optional<Operator> op = parseMorphologicalOperator(token);
+        std::optional<Morphology::Operator> op = Morphology::parseMorphologicalOperator(token);
         if (!op) return std::nullopt;
         command.push_back(std::move(*op));
     }
     return command;
+}
+
+} // namespace
+
+std::optional<std::vector<Morphology::Operator>> Morphology::parseCommand(std::string_view morphologicalCommand) {
+    if (const std::optional<std::string> bytes = Tokenizer::plainAsciiTokenBytes(morphologicalCommand)) {
+        std::vector<Operator> command = typedBytes(*bytes);
+        assert(sameCommand(parsedTokens(morphologicalCommand), command));
+        return command;
+    }
+    if (!isValidUtf8(morphologicalCommand)) return std::nullopt;
+    return parsedTokens(morphologicalCommand);
 }
 
 std::optional<Morphology::EditResult> Morphology::applyParsedCommand(std::string_view wordForm,

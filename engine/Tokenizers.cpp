@@ -239,21 +239,14 @@ std::optional<std::size_t> Tokenizer::badEscapeOffset(std::string_view text) {
 
 namespace {
 
-// The orthographic tokens of an ASCII text that holds no character opening a
-// long token: the syntactic tokenizer then cuts it at white space, makes a
-// token of each other non-letter and of each run of letters, and the runs of
-// letters are split into characters. Each character that is not white space
-// is therefore a token of its own. Absent for any other text. This lane is
-// taken by most morphological commands (a paradigm path's command is parsed
-// for every form), and the Debug build checks it against the general path.
+// The tokens of plainAsciiTokenBytes, one string each; the Debug build checks
+// this lane against the general path on every use.
 std::optional<TokenList> plainAsciiTokens(std::string_view text) {
-    for (const char byte : text)
-        if (static_cast<unsigned char>(byte) >= 0x80 || Tokenizer::opensLongToken(static_cast<unsigned char>(byte)))
-            return std::nullopt;
+    const std::optional<std::string> bytes = Tokenizer::plainAsciiTokenBytes(text);
+    if (!bytes) return std::nullopt;
     TokenList tokens;
-    tokens.reserve(text.size());
-    for (const char byte : text)
-        if (!isWhiteSpaceOrNewline(static_cast<unsigned char>(byte))) tokens.emplace_back(1, byte);
+    tokens.reserve(bytes->size());
+    for (const char byte : *bytes) tokens.emplace_back(1, byte);
     return tokens;
 }
 
@@ -275,6 +268,17 @@ std::optional<TokenList> orthographicTokens(std::string_view text) {
 }
 
 } // namespace
+
+std::optional<std::string> Tokenizer::plainAsciiTokenBytes(std::string_view text) {
+    for (const char byte : text)
+        if (static_cast<unsigned char>(byte) >= 0x80 || opensLongToken(static_cast<unsigned char>(byte)))
+            return std::nullopt;
+    std::string bytes;
+    bytes.reserve(text.size());
+    for (const char byte : text)
+        if (!isWhiteSpaceOrNewline(static_cast<unsigned char>(byte))) bytes += byte;
+    return bytes;
+}
 
 std::optional<TokenList> Tokenizer::textualOrthographicGrammar(std::string_view text) {
     if (std::optional<TokenList> tokens = plainAsciiTokens(text)) {

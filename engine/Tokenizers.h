@@ -41,6 +41,16 @@ public:
     // token of its own or as part of a word.
     static bool opensLongToken(char32_t scalar);
 
+    // The orthographic tokens of an ASCII text that holds no character opening
+    // a long token, as one string of one byte per token: the syntactic
+    // tokenizer cuts such a text at white space, makes a token of each other
+    // non-letter and of each run of letters, and the runs are split into
+    // characters, so each byte but white space is a token of its own. Absent
+    // for any other text. Most morphological commands take this lane (a
+    // paradigm path's command is parsed for every form), so that neither a
+    // token list nor a string per token is made for them. Cost: one pass.
+    static std::optional<std::string> plainAsciiTokenBytes(std::string_view text);
+
     // Tokens of a properties-definitions expression: words separated by white
     // space, "(", ")" and "|" alone, ":Name" references. Never fails.
     static TokenList textualPropertiesDefinitionsGrammar(std::string_view text);
