@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "DictionaryExpansion.h"
+#include "HeapTrimming.h"
 #include "Lexicon.h"
 #include "StandardOutput.h"
 
@@ -161,6 +162,9 @@ std::optional<ExitStatus> expandDictionaries(RunContext& run) {
     return std::nullopt;
 }
 
+// How often a long expansion gives its free pages back to the system.
+constexpr std::chrono::seconds heapTrimmingPeriod{5};
+
 // The whole run; answers the exit status. Each step runs only when every
 // earlier one succeeded, and the first failure has printed its one line.
 ExitStatus executeRun(RunContext& run, int argc, char** argv) {
@@ -170,7 +174,13 @@ ExitStatus executeRun(RunContext& run, int argc, char** argv) {
     run.times.mark("grammars");
     if (const std::optional<ExitStatus> end = reportFailure(run, run.lexicon->loadDefinitions())) return *end;
     run.times.mark("properties definitions");
-    if (const std::optional<ExitStatus> end = expandDictionaries(run)) return *end;
+    // What loading freed goes back to the system now, what the expansion
+    // frees every few seconds: resident memory stays near what is in use.
+    trimHeaps();
+    {
+        const PeriodicHeapTrimming trimming(heapTrimmingPeriod);
+        if (const std::optional<ExitStatus> end = expandDictionaries(run)) return *end;
+    }
     run.times.mark("expansion");
     if (run.nbOfForms == 0) {
         run.out.printLine("*** Cannot generate any form");

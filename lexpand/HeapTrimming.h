@@ -1,0 +1,42 @@
+// Giving the heap's free pages back to the system while a long run lasts.
+//
+// glibc returns freed memory to the system only from the top of a heap. The
+// automata of a grammar's rules as written are freed once the rules are
+// determinized, and the workers' heaps keep the pages of the lines, shapes
+// and paradigms they dropped; without trimming, the resident memory of a run
+// of many minutes keeps those pages (for Debian's Hungarian lexicon, 460 MB
+// resident for 165 MB in use).
+
+#ifndef LEXPAND_HEAPTRIMMING_H
+#define LEXPAND_HEAPTRIMMING_H
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <stop_token>
+#include <thread>
+
+namespace lexpand {
+
+// Returns every whole free page of every heap to the system. Cost: a walk
+// over the free chunks of every heap, under each heap's lock (a few
+// milliseconds for hundreds of megabytes).
+void trimHeaps();
+
+// Calls trimHeaps() every `period` from a thread of its own, from
+// construction until destruction. A run shorter than `period` never trims.
+class PeriodicHeapTrimming {
+public:
+    explicit PeriodicHeapTrimming(std::chrono::milliseconds period);
+    PeriodicHeapTrimming(const PeriodicHeapTrimming&) = delete;
+    PeriodicHeapTrimming& operator=(const PeriodicHeapTrimming&) = delete;
+
+private:
+    std::mutex mutex_;
+    std::condition_variable_any stopped_;
+    std::jthread thread_; // last: started after, and stopped before, the members above
+};
+
+} // namespace lexpand
+
+#endif // LEXPAND_HEAPTRIMMING_H
