@@ -1,3 +1,5 @@
+// Exports trimHeaps and PeriodicHeapTrimming.
+
 #include "HeapTrimming.h"
 
 #include <malloc.h>
