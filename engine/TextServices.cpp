@@ -16,6 +16,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -170,6 +171,22 @@ std::string toUtf8(const icu::UnicodeString& text) {
 
 namespace {
 
+// True when the eight bytes at `bytes` are four well-formed two-byte
+// sequences: each lead byte 110xxxxx other than C0 and C1 (which would only
+// encode ASCII), each second byte 10xxxxxx. Read as one little-endian word,
+// each 16-bit lane holds a lead in its low byte. False on a big-endian host.
+bool areFourTwoByteSequences(const char* bytes) {
+    if constexpr (std::endian::native != std::endian::little) return false;
+    std::uint64_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    if ((word & 0xC0E0C0E0C0E0C0E0u) != 0x80C080C080C080C0u) return false;
+    // Bit 15 of a lane is set once 0x7FFF is added exactly when the lead's
+    // bits 1 to 4 are not all zero; no lane carries into the next.
+    const std::uint64_t leadBits = word & 0x001E001E001E001Eu;
+    constexpr std::uint64_t laneTops = 0x8000800080008000u;
+    return ((leadBits + 0x7FFF7FFF7FFF7FFFu) & laneTops) == laneTops;
+}
+
 // The length of the longest prefix of `text` made of whole well-formed
 // sequences: text.size() when `text` is well-formed UTF-8.
 std::size_t wellFormedPrefix(std::string_view text) {
@@ -188,10 +205,12 @@ std::size_t wellFormedPrefix(std::string_view text) {
             ++position;
             continue;
         }
-        // Two-byte sequences (Latin, Greek, Cyrillic ...) without a call.
+        // Two-byte sequences (Latin, Greek, Cyrillic ...) without a call, and
+        // the run of them that a word of such a script makes, four at a time.
         if (lead >= 0xC2 && lead < 0xE0 && position + 1 < text.size() &&
             isContinuationByte(static_cast<unsigned char>(text[position + 1]))) {
             position += 2;
+            while (position + 8 <= text.size() && areFourTwoByteSequences(text.data() + position)) position += 8;
             continue;
         }
         const std::size_t length = wellFormedLength(text, position);

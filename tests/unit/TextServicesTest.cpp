@@ -7,6 +7,7 @@
 #include <unicode/brkiter.h>
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
+#include <unicode/utf8.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -83,6 +84,39 @@ TEST(TextServices, ClustersAgreeWithIcuOnRandomText) {
         const int length = static_cast<int>(random() % 8);
         for (int i = 0; i < length; ++i) text += pieces[random() % pieces.size()];
         ASSERT_EQ(graphemeClusters(text), icuClusters(text)) << "text: " << text;
+    }
+}
+
+// Whether ICU's decoder reads `text` through without an ill-formed sequence.
+bool icuFindsWellFormed(const std::string& text) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+    const auto length = static_cast<std::int32_t>(text.size());
+    for (std::int32_t i = 0; i < length;) {
+        UChar32 c;
+        U8_NEXT(bytes, i, length, c);
+        if (c < 0) return false;
+    }
+    return true;
+}
+
+TEST(TextServices, Utf8CheckAgreesWithIcuOnRandomText) {
+    // Runs of two-byte sequences, which are checked several at a time, with
+    // one byte replaced so that every position of a run gets each way of
+    // being ill-formed (overlong lead, lone continuation, lead of another
+    // length, missing continuation).
+    const std::string replacements = "\xC0\xC1\xC2\xDF\xE0\xF0\x80\xBF\xFF"
+                                     "a";
+    std::mt19937 random(20261123);
+    for (int trial = 0; trial < 20000; ++trial) {
+        std::string text;
+        const int runs = static_cast<int>(random() % 4);
+        for (int run = 0; run < runs; ++run) {
+            text += std::string(random() % 3, 'a');
+            for (int i = static_cast<int>(random() % 12); i > 0; --i) text += random() % 2 ? "\xD0\xB9" : "\xC3\xA9";
+        }
+        if (!text.empty() && random() % 4 != 0)
+            text[random() % text.size()] = replacements[random() % replacements.size()];
+        ASSERT_EQ(isValidUtf8(text), icuFindsWellFormed(text)) << "text: " << text;
     }
 }
 
