@@ -5,8 +5,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <numeric>
+#include <system_error>
 
 #include "AcyclicAutomatonBuilder.h"
 #include "AutomatonEncoding.h"
@@ -351,6 +355,42 @@ std::optional<std::string> CompactDictionaryBuilder::build(std::string& problem)
     return assembleFile(std::move(file),
                         {&symbols.bytes, &analyses->strings, &analyses->analyses, &*listBytes, &encoded.bytes},
                         problem);
+}
+
+std::optional<std::string> FormLinePairs::add(std::string_view line) {
+    if (FormLineReader::isSkipped(line)) return std::nullopt;
+    const FormLineReading reading = reader_.read(line);
+    if (!reading.line) return "not a form line: " + reading.problem;
+    // Lines with the same analysis share the reader's object for it.
+    const FormAnalysis* analysis = reading.line->analysis;
+    auto known = analysisIds_.find(analysis);
+    if (known == analysisIds_.end()) {
+        std::string problem;
+        const std::optional<std::uint32_t> id =
+            builder_.analysisId(analysis->reverseCommand, analysis->properties, problem);
+        if (!id) return problem;
+        known = analysisIds_.emplace(analysis, *id).first;
+    }
+    return builder_.add(reading.line->form, known->second);
+}
+
+std::optional<std::string> writeDictionaryFile(const std::string& path, const std::string& bytes) {
+    const std::string temporary = path + ".part";
+    std::FILE* file = std::fopen(temporary.c_str(), "wb");
+    if (file == nullptr) return "cannot write " + path + ": " + std::strerror(errno);
+    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    const bool closed = std::fclose(file) == 0;
+    std::error_code error;
+    if (!written || !closed) {
+        std::filesystem::remove(temporary, error);
+        return "cannot write " + path;
+    }
+    std::filesystem::rename(temporary, path, error);
+    if (error) {
+        std::filesystem::remove(temporary, error);
+        return "cannot write " + path + ": " + error.message();
+    }
+    return std::nullopt;
 }
 
 } // namespace lexpand

@@ -1,5 +1,6 @@
 // The builder of a compact dictionary: (word form, analysis) pairs in, the
-// bytes of a ".lxd" file out (see CompactDictionary for reading it).
+// bytes of a ".lxd" file out (see CompactDictionary for reading it); the
+// pairs of lexpand's form lines, and the file written whole or not at all.
 
 #ifndef LEXPAND_ENGINE_COMPACTDICTIONARYBUILDER_H
 #define LEXPAND_ENGINE_COMPACTDICTIONARYBUILDER_H
@@ -11,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "FormLineReader.h"
 #include "ReverseCommand.h"
 #include "TextServices.h"
 
@@ -92,6 +94,29 @@ private:
     // 1 yes, 2 no (the others are tested each time).
     std::vector<std::uint8_t> scalarSuits_ = std::vector<std::uint8_t>(0x800, 0);
 };
+
+// Lines as lexpand prints them, added to a builder: each form line read back
+// (FormLineReader) and its pair added, the analysis of the lines that share
+// their text after the word form numbered once.
+class FormLinePairs {
+public:
+    explicit FormLinePairs(CompactDictionaryBuilder& builder) : builder_(builder) {}
+
+    // Adds the pair of `line`; a line that is no form (FormLineReader::
+    // isSkipped) adds nothing. Answers why the line is refused, or nothing.
+    // Cost: that of reading the line and of adding the pair.
+    std::optional<std::string> add(std::string_view line);
+
+private:
+    CompactDictionaryBuilder& builder_;
+    FormLineReader reader_;
+    std::unordered_map<const FormAnalysis*, std::uint32_t> analysisIds_;
+};
+
+// Writes `bytes`, a built dictionary, to `path` through a temporary file
+// beside it ("PATH.part"), so that a failure leaves no half-written
+// dictionary. Answers why it cannot be written, or nothing.
+std::optional<std::string> writeDictionaryFile(const std::string& path, const std::string& bytes);
 
 } // namespace lexpand
 

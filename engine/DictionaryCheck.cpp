@@ -259,8 +259,7 @@ void Worker::addDroppedForms(const ALU& alu, std::string_view line, std::size_t 
     std::size_t dropped = 0;
     forEachForm(alu, *paradigms, [&](const EntryForm& form) {
         ++forms;
-        const std::vector<std::string> properties =
-            sortedPropertyList(listedProperties(alu, form), std::string(form.reverseCommand));
+        const std::vector<std::string> properties = formPropertyList(alu, form);
         const std::optional<FormLine> formLine =
             assembleFormLine(form.wordForm, *form.category, alu.morphologicalProperties, properties, definitions_);
         if (!formLine || !formLine->inconsistent) return true;

@@ -317,12 +317,6 @@ void ParallelExpansion::stop() {
     chunksChanged_.notify_all();
 }
 
-// How many workers expand a dictionary: one per processor, unless the
-// options say otherwise.
-unsigned workerCount(const ExpansionOptions& options) {
-    return options.threads != 0 ? options.threads : processorCount();
-}
-
 } // namespace
 
 bool isExpandedLine(std::string_view significantLine) {
@@ -352,7 +346,7 @@ std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText
                                                  const PropertiesDefinitions& propertiesDefinitions,
                                                  const MGFSA& morphologicalParadigms, LineSink& sink,
                                                  const ExpansionOptions& options) {
-    const unsigned workers = workerCount(options);
+    const unsigned workers = threadCount(options.threads); // one per processor unless the options say otherwise
     if (workers == 1) {
         // Paradigms are explored once for the whole dictionary, and the lines
         // of each entry shape assembled once.

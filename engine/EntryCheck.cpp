@@ -507,8 +507,7 @@ EntryFinding EntryDiagnoser::State::formLineFinding(const ALU& alu, const std::v
     if (!entryParadigms) return atEntry(DiagnosticCode::entryFails, message::entryFails(), 0);
     std::optional<EntryFinding> finding;
     forEachForm(alu, *entryParadigms, [&](const EntryForm& form) {
-        const std::vector<std::string> properties =
-            sortedPropertyList(listedProperties(alu, form), std::string(form.reverseCommand));
+        const std::vector<std::string> properties = formPropertyList(alu, form);
         if (assembleFormLine(form.wordForm, *form.category, alu.morphologicalProperties, properties, definitions))
             return true;
         const std::optional<std::string> text = Morphology::addCategoryAndAllProperties(

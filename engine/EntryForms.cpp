@@ -158,4 +158,22 @@ std::optional<FormLine> assembleFormLine(std::string_view wordForm, const std::s
     return FormLine{false, form->description()};
 }
 
+std::vector<std::string> formPropertyList(const ALU& alu, const EntryForm& form) {
+    return sortedPropertyList(listedProperties(alu, form), std::string(form.reverseCommand));
+}
+
+std::optional<FormLine> formLineOf(const ALU& alu, const EntryForm& form, const PropertiesDefinitions& definitions) {
+    return assembleFormLine(form.wordForm, *form.category, alu.morphologicalProperties, formPropertyList(alu, form),
+                            definitions);
+}
+
+bool forEachFormLine(const ALU& alu, const EntryParadigms& paradigms, const PropertiesDefinitions& definitions,
+                     const std::function<bool(const EntryForm&, const FormLine&)>& visit) {
+    if (!forEachForm(alu, paradigms, [](const EntryForm&) { return true; })) return false;
+    return forEachForm(alu, paradigms, [&](const EntryForm& form) {
+        const std::optional<FormLine> line = formLineOf(alu, form, definitions);
+        return line && visit(form, *line);
+    });
+}
+
 } // namespace lexpand

@@ -95,6 +95,23 @@ std::optional<FormLine> assembleFormLine(std::string_view wordForm, const std::s
                                          const std::vector<std::string>& properties,
                                          const PropertiesDefinitions& definitions);
 
+// The sorted property list of `form` of `alu`, "_LEX=" included: the list
+// that assembleFormLine takes for it.
+std::vector<std::string> formPropertyList(const ALU& alu, const EntryForm& form);
+
+// The line of `form` of `alu` (assembleFormLine of its property list).
+std::optional<FormLine> formLineOf(const ALU& alu, const EntryForm& form, const PropertiesDefinitions& definitions);
+
+// Calls visit(form, line) for each form of `alu` by `paradigms` with its
+// line, in form order, once every form is known to be made: a first pass
+// makes every form and visits none, since one form that cannot be made fails
+// the whole entry; a second makes them again and assembles each line. False
+// when a form or a line cannot be made (the visits before it stay made) or
+// visit answers false. Cost: forEachForm twice, plus assembling each line;
+// no form is held from one to the next, whatever their number.
+bool forEachFormLine(const ALU& alu, const EntryParadigms& paradigms, const PropertiesDefinitions& definitions,
+                     const std::function<bool(const EntryForm&, const FormLine&)>& visit);
+
 } // namespace lexpand
 
 #endif // LEXPAND_ENGINE_ENTRYFORMS_H

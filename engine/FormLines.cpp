@@ -586,11 +586,8 @@ std::int64_t EntryLineExpander::State::printAssembled(const Shape& shape, std::s
     return count;
 }
 
-// The lines of an entry, form by form: a first pass makes every form and
-// prints nothing, since one form that cannot be made fails the whole entry; a
-// second makes them again and prints each line as it is assembled, up to the
-// first that cannot be. No form is held from one to the next, whatever the
-// number of forms.
+// The lines of an entry, form by form (forEachFormLine): no form is held
+// from one to the next, whatever the number of forms.
 std::optional<std::int64_t> EntryLineExpander::State::expandFormByForm(std::string_view entryLine, LineSink& sink) {
     const std::optional<ALU> entry = ALU::init(entryLine, &definitions);
     if (!entry) return std::nullopt;
@@ -599,16 +596,11 @@ std::optional<std::int64_t> EntryLineExpander::State::expandFormByForm(std::stri
     // not counted); its derivations, if any, still follow.
     if (entry->flxParadigms.empty()) sink.printLine(entryLine);
     const std::optional<EntryParadigms> explored = paradigms.paradigmsOf(*entry);
-    if (!explored || !forEachForm(*entry, *explored, [](const EntryForm&) { return true; })) return std::nullopt;
-
+    if (!explored) return std::nullopt;
     std::int64_t count = 0;
-    const bool printed = forEachForm(*entry, *explored, [&](const EntryForm& form) {
-        const std::optional<FormLine> formLine = assembleFormLine(
-            form.wordForm, *form.category, entry->morphologicalProperties,
-            sortedPropertyList(listedProperties(*entry, form), std::string(form.reverseCommand)), definitions);
-        if (!formLine) return false;
-        if (formLine->inconsistent) return true; // dropped without a trace
-        sink.printLine(formLine->text);
+    const bool printed = forEachFormLine(*entry, *explored, definitions, [&](const EntryForm&, const FormLine& line) {
+        if (line.inconsistent) return true; // dropped without a trace
+        sink.printLine(line.text);
         ++count;
         return true;
     });

@@ -7,8 +7,11 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <optional>
 #include <span>
 #include <utility>
+
+#include "StrongComponents.h"
 
 namespace lexpand {
 
@@ -123,87 +126,25 @@ struct SubsetConstruction {
     }
 };
 
-// The strongly connected components of the epsilon graph of a GFSA
-// (Tarjan's algorithm, without recursion), each named by its smallest
-// state. Lives for one call of `compute`.
-class EpsilonComponents {
-public:
-    explicit EpsilonComponents(const GFSA& source)
-        : source_(source), count_(source.states.size()), component_(count_, unvisited), order_(count_, unvisited),
-          low_(count_, 0), onStack_(count_, false) {}
-
-    // The component of each state. Cost: linear in the states and transitions.
-    std::vector<std::uint32_t> compute() {
-        for (std::uint32_t root = 0; root < count_; ++root) {
-            if (order_[root] != unvisited) continue;
-            discover(root);
-            while (!frames_.empty()) {
-                if (frames_.back().next < source_.states[frames_.back().state].outGoingTransitions.size())
-                    followNextTransition();
-                else
-                    finishState();
-            }
-        }
-        return std::move(component_);
-    }
-
-private:
-    static constexpr std::uint32_t unvisited = std::numeric_limits<std::uint32_t>::max();
-
-    struct Frame {
-        std::uint32_t state;
-        std::size_t next; // next transition to look at
-    };
-
-    // Numbers `state` and pushes it on the path and on the members' stack.
-    void discover(std::uint32_t state) {
-        order_[state] = low_[state] = counter_++;
-        members_.push_back(state);
-        onStack_[state] = true;
-        frames_.push_back({state, 0});
-    }
-
-    // Looks at the next transition of the state on top of the path: a new
-    // state is discovered; one still on the stack lowers the state's link.
-    void followNextTransition() {
-        Frame& frame = frames_.back();
-        const GFSA::Transition& transition = source_.states[frame.state].outGoingTransitions[frame.next++];
+// The strongly connected components of the epsilon graph of `source`: for
+// each state, the smallest state of its component.
+std::vector<std::uint32_t> epsilonComponents(const GFSA& source) {
+    const auto count = static_cast<std::uint32_t>(source.states.size());
+    std::vector<std::uint32_t> component(count, 0);
+    const auto edgeCount = [&](std::uint32_t state) { return source.states[state].outGoingTransitions.size(); };
+    const auto edge = [&](std::uint32_t state, std::size_t i) -> std::optional<std::uint32_t> {
+        const GFSA::Transition& transition = source.states[state].outGoingTransitions[i];
         if (transition.labelIndex != 0 || transition.destinationStateIndex < 0 ||
-            static_cast<std::size_t>(transition.destinationStateIndex) >= count_)
-            return;
-        const auto next = static_cast<std::uint32_t>(transition.destinationStateIndex);
-        if (order_[next] == unvisited)
-            discover(next);
-        else if (onStack_[next])
-            low_[frame.state] = std::min(low_[frame.state], order_[next]);
-    }
-
-    // Leaves the state on top of the path, all its transitions seen; when it
-    // is the root of a component, names every member of it.
-    void finishState() {
-        const std::uint32_t state = frames_.back().state;
-        frames_.pop_back();
-        if (!frames_.empty()) low_[frames_.back().state] = std::min(low_[frames_.back().state], low_[state]);
-        if (low_[state] != order_[state]) return;
-        const auto first = std::find(members_.begin(), members_.end(), state);
-        const std::uint32_t smallest = *std::min_element(first, members_.end());
-        for (auto member = first; member != members_.end(); ++member) {
-            component_[*member] = smallest;
-            onStack_[*member] = false;
-        }
-        members_.erase(first, members_.end());
-    }
-
-    const GFSA& source_;
-    const std::size_t count_;
-    std::vector<std::uint32_t> component_;
-    std::vector<std::uint32_t> order_;
-    std::vector<std::uint32_t> low_;
-    std::vector<bool> onStack_;
-    std::vector<std::uint32_t> members_;
-    std::vector<Frame> frames_;
-    std::uint32_t counter_ = 0;
-};
+            transition.destinationStateIndex >= static_cast<std::int64_t>(count))
+            return std::nullopt;
+        return static_cast<std::uint32_t>(transition.destinationStateIndex);
+    };
+    forEachStrongComponent(count, edgeCount, edge, [&](std::span<const std::uint32_t> members) {
+        const std::uint32_t smallest = *std::min_element(members.begin(), members.end());
+        for (const std::uint32_t member : members) component[member] = smallest;
+    });
+    return component;
+}
 
 // One determinization. A new state stands for an epsilon-closed set of
 // source states, but what is stored of it is its kernel (the states that the
@@ -323,7 +264,7 @@ private:
     // smallest state. Computed once, when first needed. Out of line: inlined,
     // it would push canonicalize, which runs for every kernel, out of line.
     [[gnu::noinline]] void computeComponents() {
-        if (component_.empty()) component_ = EpsilonComponents(source_).compute();
+        if (component_.empty()) component_ = epsilonComponents(source_);
     }
 
     // Puts kernel_ (sorted, without repeats) in its canonical form.

@@ -7,11 +7,14 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
+#include <span>
 #include <system_error>
 #include <tuple>
 #include <utility>
 
 #include "Exploration.h"
+#include "StrongComponents.h"
 #include "TextServices.h"
 #include "TextualGrammar.h"
 
@@ -205,82 +208,22 @@ private:
     std::map<std::string, SourceLocation> defined_; // where each rule kept was defined last
 };
 
-// The strongly connected components of a graph given by the successors of
-// each vertex (Tarjan's algorithm with an explicit stack) that hold a cycle:
-// several vertices, or one that is its own successor. Lives for one call of
-// `compute`.
-class CycleSearch {
-public:
-    explicit CycleSearch(const std::vector<std::vector<std::size_t>>& successors)
-        : successors_(successors), order_(successors.size(), unvisited), low_(successors.size(), 0),
-          onStack_(successors.size(), false) {}
-
-    // The components with a cycle, each as its vertices, in the order they
-    // close. Cost: linear in the vertices and edges.
-    std::vector<std::vector<std::size_t>> compute() {
-        for (std::size_t root = 0; root < successors_.size(); ++root) {
-            if (order_[root] != unvisited) continue;
-            discover(root);
-            while (!frames_.empty()) {
-                if (frames_.back().second < successors_[frames_.back().first].size())
-                    followNextEdge();
-                else
-                    finishVertex();
-            }
-        }
-        return std::move(cycles_);
-    }
-
-private:
-    static constexpr std::size_t unvisited = static_cast<std::size_t>(-1);
-
-    // Numbers `v` and pushes it on the path and on the stack.
-    void discover(std::size_t v) {
-        order_[v] = low_[v] = counter_++;
-        stack_.push_back(v);
-        onStack_[v] = true;
-        frames_.emplace_back(v, 0);
-    }
-
-    // Looks at the next edge of the vertex on top of the path.
-    void followNextEdge() {
-        auto& [v, next] = frames_.back();
-        const std::size_t w = successors_[v][next++];
-        if (order_[w] == unvisited)
-            discover(w);
-        else if (onStack_[w])
-            low_[v] = std::min(low_[v], order_[w]);
-    }
-
-    // Leaves the vertex on top of the path; when it is the root of a
-    // component, pops the component and keeps it if it holds a cycle.
-    void finishVertex() {
-        const std::size_t done = frames_.back().first;
-        frames_.pop_back();
-        if (!frames_.empty()) low_[frames_.back().first] = std::min(low_[frames_.back().first], low_[done]);
-        if (low_[done] != order_[done]) return;
-        std::vector<std::size_t> component;
-        std::size_t w = 0;
-        do {
-            w = stack_.back();
-            stack_.pop_back();
-            onStack_[w] = false;
-            component.push_back(w);
-        } while (w != done);
-        const auto& own = successors_[done];
-        const bool selfCall = std::find(own.begin(), own.end(), done) != own.end();
-        if (component.size() > 1 || selfCall) cycles_.push_back(std::move(component));
-    }
-
-    const std::vector<std::vector<std::size_t>>& successors_;
-    std::vector<std::size_t> order_;
-    std::vector<std::size_t> low_;
-    std::vector<bool> onStack_;
-    std::vector<std::size_t> stack_;
-    std::vector<std::pair<std::size_t, std::size_t>> frames_; // vertex, next edge
-    std::vector<std::vector<std::size_t>> cycles_;
-    std::size_t counter_ = 0;
-};
+// The strongly connected components of the graph of `successors` that hold
+// a cycle (several vertices, or one that is its own successor), in the order
+// they close, each as its vertices, the last discovered first. Cost: linear
+// in the vertices and edges.
+std::vector<std::vector<std::size_t>> cyclesOf(const std::vector<std::vector<std::size_t>>& successors) {
+    std::vector<std::vector<std::size_t>> cycles;
+    const auto edgeCount = [&](std::size_t v) { return successors[v].size(); };
+    const auto edge = [&](std::size_t v, std::size_t i) -> std::optional<std::size_t> { return successors[v][i]; };
+    forEachStrongComponent(successors.size(), edgeCount, edge, [&](std::span<const std::size_t> members) {
+        const std::size_t root = members.front();
+        const bool selfCall =
+            std::find(successors[root].begin(), successors[root].end(), root) != successors[root].end();
+        if (members.size() > 1 || selfCall) cycles.emplace_back(members.rbegin(), members.rend());
+    });
+    return cycles;
+}
 
 // A shortest way from `first` back to itself within `component`, by
 // breadth-first search: the vertices after `first` up to the last before
@@ -451,8 +394,7 @@ const SourceLocation* GrammarChecker::siteOf(std::string_view name) const {
 void GrammarChecker::checkCalls() {
     reportMissingCalls();
     const CallGraph graph = callGraph();
-    for (const std::vector<std::size_t>& component : CycleSearch(graph.callees).compute())
-        reportCycle(graph, component);
+    for (const std::vector<std::size_t>& component : cyclesOf(graph.callees)) reportCycle(graph, component);
     spreadBroken(graph);
 }
 

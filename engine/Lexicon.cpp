@@ -59,6 +59,12 @@ std::optional<std::string> addFileArgument(LexiconFiles& files, const std::strin
     return std::nullopt;
 }
 
+std::optional<std::string> incompleteLexicon(const LexiconFiles& files) {
+    if (files.dictionaryPaths.empty()) return "Need at least one dictionary .dic file";
+    if (!files.definitionsPath) return "Need at least one properties definition .def file";
+    return std::nullopt;
+}
+
 Lexicon::Lexicon(LexiconFiles files, const LexiconOptions& options) : files_(std::move(files)), options_(options) {}
 
 Lexicon::~Lexicon() = default;

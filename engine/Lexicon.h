@@ -46,6 +46,11 @@ std::optional<InputKind> inputKindOf(std::string_view extension);
 // file" for a second ".def".
 std::optional<std::string> addFileArgument(LexiconFiles& files, const std::string& argument);
 
+// Why `files` are not a lexicon to expand, in lexpand's words without its
+// "*** ": "Need at least one dictionary .dic file", or "Need at least one
+// properties definition .def file"; absent when they are one.
+std::optional<std::string> incompleteLexicon(const LexiconFiles& files);
+
 // Why a lexicon cannot be loaded: the step that failed, and the line that
 // lexpand prints for it ("*** " included where lexpand writes it).
 struct LexiconFailure {

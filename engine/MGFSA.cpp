@@ -4,7 +4,6 @@
 #include "MGFSA.h"
 
 #include <algorithm>
-#include <atomic>
 #include <limits>
 #include <unordered_map>
 #include <utility>
@@ -115,18 +114,15 @@ bool MGFSA::determinize(const DeterminizeOptions& options) {
     std::vector<GFSA*> sources;
     sources.reserve(graphs.size());
     for (auto& [name, graph] : graphs) sources.push_back(&graph);
-    // Each graph is determinized on its own; the grammar changes only once
-    // all of them succeeded.
-    std::vector<std::optional<GFSA>> determinized(sources.size());
-    std::atomic<bool> failed{false};
-    forEachIndex(sources.size(), options.threads, [&](std::size_t i) {
-        if (failed || sources[i]->states.empty()) return;
-        determinized[i] = sources[i]->determinize(options);
-        if (!determinized[i]) failed = true;
-    });
-    if (failed) return false;
-    for (std::size_t i = 0; i < sources.size(); ++i)
-        if (determinized[i]) *sources[i] = std::move(*determinized[i]);
+    // Each graph is determinized on its own (a graph without states stays
+    // as it is); the grammar changes only once all of them succeeded.
+    std::optional<std::vector<GFSA>> determinized =
+        mapEachIndex(sources.size(), options.threads, [&](std::size_t i) -> std::optional<GFSA> {
+            if (sources[i]->states.empty()) return *sources[i];
+            return sources[i]->determinize(options);
+        });
+    if (!determinized) return false;
+    for (std::size_t i = 0; i < sources.size(); ++i) *sources[i] = std::move((*determinized)[i]);
     return true;
 }
 

@@ -276,6 +276,10 @@ std::optional<Paradigm> ParadigmCache::explored(std::shared_ptr<const MGFSA> gra
 
 std::optional<std::optional<Paradigm>> ParadigmCache::cached(const std::string& key) {
     const std::lock_guard lock(mutex_);
+    return cachedLocked(key);
+}
+
+std::optional<std::optional<Paradigm>> ParadigmCache::cachedLocked(const std::string& key) {
     const auto found = table_.find(key);
     if (found == table_.end()) return std::nullopt;
     recent_.splice(recent_.begin(), recent_, found->second.recent);
@@ -287,10 +291,7 @@ std::optional<Paradigm> ParadigmCache::remember(const std::string& key, std::opt
     const std::lock_guard lock(mutex_);
     // Another thread may have explored the same paradigm meanwhile: the
     // first result stays (both are the same).
-    if (const auto found = table_.find(key); found != table_.end()) {
-        recent_.splice(recent_.begin(), recent_, found->second.recent);
-        return found->second.paradigm;
-    }
+    if (std::optional<std::optional<Paradigm>> found = cachedLocked(key)) return std::move(*found);
     recent_.push_front(key);
     bytes += key.size() + sizeof(Entry);
     table_.emplace(key, Entry{paradigm, bytes, recent_.begin()});

@@ -158,6 +158,7 @@ private:
     // The paradigm cached under `key`, made the most recently used; absent
     // when there is none (a cached paradigm may itself be absent).
     std::optional<std::optional<Paradigm>> cached(const std::string& key);
+    std::optional<std::optional<Paradigm>> cachedLocked(const std::string& key); // the same, the lock held
     // Caches `paradigm` under `key` unless another thread did first, and
     // answers what is cached.
     std::optional<Paradigm> remember(const std::string& key, std::optional<Paradigm> paradigm, std::size_t bytes);

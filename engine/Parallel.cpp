@@ -22,8 +22,12 @@ unsigned processorCount() {
     return std::max(1u, std::thread::hardware_concurrency());
 }
 
+unsigned threadCount(unsigned threads) {
+    return threads != 0 ? threads : processorCount();
+}
+
 void forEachIndex(std::size_t count, unsigned threads, const std::function<void(std::size_t)>& work) {
-    if (threads == 0) threads = processorCount();
+    threads = threadCount(threads);
     if (threads <= 1 || count <= 1) {
         for (std::size_t i = 0; i < count; ++i) work(i);
         return;

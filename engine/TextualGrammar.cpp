@@ -40,7 +40,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <utility>
 
@@ -625,16 +624,12 @@ std::optional<MGFSA> textualGrammarToMgfsa(std::string_view grammarString, Lingu
         rules.push_back(std::move(*rule));
     }
     // The rules compile independently; they join the grammar in file order.
-    std::vector<std::optional<GFSA>> compiled(rules.size());
-    std::atomic<bool> failed{false};
-    forEachIndex(rules.size(), options.threads, [&](std::size_t r) {
-        if (failed) return;
-        compiled[r] = expression2Gfsa(rules[r].ruleBody, linguisticLevel, options);
-        if (!compiled[r]) failed = true;
+    std::optional<std::vector<GFSA>> compiled = mapEachIndex(rules.size(), options.threads, [&](std::size_t r) {
+        return expression2Gfsa(rules[r].ruleBody, linguisticLevel, options);
     });
-    if (failed) return std::nullopt;
+    if (!compiled) return std::nullopt;
     MGFSA grammar(linguisticLevel);
-    for (std::size_t r = 0; r < rules.size(); ++r) grammar.addGraph(rules[r].ruleName, std::move(*compiled[r]));
+    for (std::size_t r = 0; r < rules.size(); ++r) grammar.addGraph(rules[r].ruleName, std::move((*compiled)[r]));
     return grammar;
 }
 

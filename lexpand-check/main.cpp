@@ -158,8 +158,7 @@ std::optional<ExitStatus> readFiles(Options& options, int argc, char** argv) {
         if (const std::optional<std::string> message = addFileArgument(options.files, argv[i]))
             return refuseCommandLine(*message);
     }
-    if (options.files.dictionaryPaths.empty()) return refuseCommandLine("Need at least one dictionary .dic file");
-    if (!options.files.definitionsPath) return refuseCommandLine("Need at least one properties definition .def file");
+    if (const std::optional<std::string> refused = incompleteLexicon(options.files)) return refuseCommandLine(*refused);
     return std::nullopt;
 }
 

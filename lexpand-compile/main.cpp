@@ -6,19 +6,14 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
-#include <unordered_map>
 #include <vector>
 
 #include "CompactDictionary.h"
 #include "CompactDictionaryBuilder.h"
-#include "FormLineReader.h"
 #include "LexiconExpansion.h"
 #include "TextServices.h"
 
@@ -121,7 +116,7 @@ std::optional<ExitStatus> readCommandLine(int argc, char** argv, Options& option
 // Sends form lines to the builder; remembers the first line refused.
 class FormCollector final : public LineSink {
 public:
-    explicit FormCollector(CompactDictionaryBuilder& builder) : builder_(builder) {}
+    explicit FormCollector(CompactDictionaryBuilder& builder) : pairs_(builder) {}
 
     // Lines that follow are reported as lines of the file `path`, or of the
     // expansion for an empty path, counted from 1.
@@ -132,36 +127,15 @@ public:
 
     void printLine(std::string_view line) override {
         ++lineNumber_;
-        if (problem_ || FormLineReader::isSkipped(line)) return;
-        const FormLineReading reading = reader_.read(line);
-        std::optional<std::string> refused;
-        if (!reading.line) {
-            refused = "not a form line: " + reading.problem;
-        } else {
-            // Lines with the same analysis share the reader's object for it.
-            const FormAnalysis* analysis = reading.line->analysis;
-            auto known = analysisIds_.find(analysis);
-            if (known == analysisIds_.end()) {
-                std::string problem;
-                const std::optional<std::uint32_t> id =
-                    builder_.analysisId(analysis->reverseCommand, analysis->properties, problem);
-                if (id)
-                    known = analysisIds_.emplace(analysis, *id).first;
-                else
-                    refused = problem;
-            }
-            if (!refused) refused = builder_.add(reading.line->form, known->second);
-        }
-        if (refused)
+        if (problem_) return;
+        if (const std::optional<std::string> refused = pairs_.add(line))
             problem_ = source_ + ":" + std::to_string(lineNumber_) + ": " + *refused + ": " + std::string(line);
     }
 
     const std::optional<std::string>& problem() const { return problem_; }
 
 private:
-    CompactDictionaryBuilder& builder_;
-    FormLineReader reader_;
-    std::unordered_map<const FormAnalysis*, std::uint32_t> analysisIds_;
+    FormLinePairs pairs_;
     std::string source_;
     std::uint64_t lineNumber_ = 0;
     std::optional<std::string> problem_;
@@ -196,27 +170,6 @@ void collectLines(std::string_view text, FormCollector& collector) {
         if (end == std::string_view::npos) break;
         text.remove_prefix(end + 1);
     }
-}
-
-// Writes `bytes` to `path` through a temporary file beside it, so that a
-// failed run leaves no half-written dictionary.
-std::optional<std::string> writeFile(const std::string& path, const std::string& bytes) {
-    const std::string temporary = path + ".part";
-    std::FILE* file = std::fopen(temporary.c_str(), "wb");
-    if (file == nullptr) return "cannot write " + path + ": " + std::strerror(errno);
-    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-    const bool closed = std::fclose(file) == 0;
-    std::error_code error;
-    if (!written || !closed) {
-        std::filesystem::remove(temporary, error);
-        return "cannot write " + path;
-    }
-    std::filesystem::rename(temporary, path, error);
-    if (error) {
-        std::filesystem::remove(temporary, error);
-        return "cannot write " + path + ": " + error.message();
-    }
-    return std::nullopt;
 }
 
 // "FILE: N forms, N pairs, N analyses, N bytes (X bytes per pair)".
@@ -268,7 +221,7 @@ ExitStatus run(int argc, char** argv) {
         printError(problem);
         return statusFailedInput;
     }
-    if (const std::optional<std::string> failure = writeFile(options.output, *bytes)) {
+    if (const std::optional<std::string> failure = writeDictionaryFile(options.output, *bytes)) {
         printError(*failure);
         return statusFailedInput;
     }

@@ -111,22 +111,18 @@ bool printEntryWithPaths(const Lexicon& lexicon, std::string_view line, LineSink
     if (entry->flxParadigms.empty()) out.printLine(line);
     ParadigmCache cache(lexicon.paradigms());
     const std::optional<EntryParadigms> paradigms = cache.paradigmsOf(*entry);
-    // Every form must be made before one is printed, as in lexpand.
-    if (!paradigms || !forEachForm(*entry, *paradigms, [](const EntryForm&) { return true; })) return false;
-
-    const EntryTraces traces = traceEntry(*entry, lexicon.paradigms());
+    if (!paradigms) return false;
+    // Traced once every form is known to be made, as lexpand makes them.
+    std::optional<EntryTraces> traces;
     std::size_t index = 0;
-    return forEachForm(*entry, *paradigms, [&](const EntryForm& form) {
-        const std::optional<FormLine> formLine = assembleFormLine(
-            form.wordForm, *form.category, entry->morphologicalProperties,
-            sortedPropertyList(listedProperties(*entry, form), std::string(form.reverseCommand)), definitions);
-        if (!formLine) return false;
-        if (formLine->inconsistent)
+    return forEachFormLine(*entry, *paradigms, definitions, [&](const EntryForm& form, const FormLine& formLine) {
+        if (!traces) traces = traceEntry(*entry, lexicon.paradigms());
+        if (formLine.inconsistent)
             out.printLine("  (the form " + std::string(form.wordForm) +
                           " is left out: two of its exclusive properties disagree)");
         else
-            out.printLine(formLine->text);
-        if (index < traces.forms.size()) printPaths(out, traces.forms[index]);
+            out.printLine(formLine.text);
+        if (index < traces->forms.size()) printPaths(out, traces->forms[index]);
         ++index;
         return true;
     });

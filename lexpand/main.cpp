@@ -137,10 +137,8 @@ std::optional<ExitStatus> readCommandLine(RunContext& run, int argc, char** argv
         if (const std::optional<std::string> refused = addFileArgument(run.files, argv[i]))
             return refuseCommandLine(run.out, "*** " + *refused);
     }
-    if (run.files.dictionaryPaths.empty())
-        return refuseCommandLine(run.out, "*** Need at least one dictionary .dic file");
-    if (!run.files.definitionsPath)
-        return refuseCommandLine(run.out, "*** Need at least one properties definition .def file");
+    if (const std::optional<std::string> refused = incompleteLexicon(run.files))
+        return refuseCommandLine(run.out, "*** " + *refused);
     run.lexicon = std::make_unique<Lexicon>(run.files);
     return reportFailure(run, run.lexicon->checkFiles());
 }
