@@ -15,6 +15,7 @@
 
 #include "DictionaryCheck.h"
 #include "Lexicon.h"
+#include "ProgramMessages.h"
 #include "Report.h"
 
 namespace lexpand {
@@ -39,13 +40,11 @@ struct Options {
 };
 
 void printMessage(std::string_view message) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "%s: %.*s\n", programName.data(), static_cast<int>(message.size()), message.data());
+    printProgramMessage(programName, message);
 }
 
 ExitStatus refuseCommandLine(std::string_view message) {
-    printMessage(message);
-    std::fprintf(stderr, "Try '%s --help' for more information.\n", programName.data());
+    printCommandLineRefusal(programName, message);
     return statusWrongCommandLine;
 }
 
@@ -73,13 +72,6 @@ void printHelp() {
                "Exit status: 0 when there is no error (warnings allowed, unless --werror),\n"
                "1 when there is at least one, 2 for a wrong command line or a missing file.\n",
                stdout);
-}
-
-// The option getopt_long has just refused, as typed.
-std::string refusedOption(char** argv) {
-    const std::string_view last = argv[optind - 1];
-    if (last.starts_with("--")) return std::string(last);
-    return std::string("-") + static_cast<char>(optopt);
 }
 
 std::optional<std::size_t> parseCount(std::string_view text) {

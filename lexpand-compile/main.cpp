@@ -15,6 +15,7 @@
 #include "CompactDictionary.h"
 #include "CompactDictionaryBuilder.h"
 #include "LexiconExpansion.h"
+#include "ProgramMessages.h"
 #include "TextServices.h"
 
 namespace lexpand {
@@ -49,12 +50,11 @@ struct Options {
 };
 
 void printError(std::string_view message) {
-    std::cerr << programName << ": " << message << '\n';
+    printProgramMessage(programName, message);
 }
 
 ExitStatus wrongCommandLine(std::string_view message) {
-    printError(message);
-    std::cerr << "Try '" << programName << " --help' for more information.\n";
+    printCommandLineRefusal(programName, message);
     return statusWrongCommandLine;
 }
 

@@ -16,6 +16,7 @@
 
 #include "CompactDictionary.h"
 #include "FormGeneration.h"
+#include "ProgramMessages.h"
 #include "WordLookup.h"
 
 namespace lexpand {
@@ -54,12 +55,11 @@ struct Options {
 };
 
 void printError(std::string_view message) {
-    std::cerr << programName << ": " << message << '\n';
+    printProgramMessage(programName, message);
 }
 
 ExitStatus wrongCommandLine(std::string_view message) {
-    printError(message);
-    std::cerr << "Try '" << programName << " --help' for more information.\n";
+    printCommandLineRefusal(programName, message);
     return statusWrongCommandLine;
 }
 

@@ -15,6 +15,7 @@
 #include "EntryPaths.h"
 #include "GraphDrawing.h"
 #include "Lexicon.h"
+#include "ProgramMessages.h"
 #include "SvgRendering.h"
 #include "TextServices.h"
 
@@ -55,13 +56,11 @@ public:
 };
 
 void printMessage(std::string_view message) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "%s: %.*s\n", programName.data(), static_cast<int>(message.size()), message.data());
+    printProgramMessage(programName, message);
 }
 
 ExitStatus refuseCommandLine(std::string_view message) {
-    printMessage(message);
-    std::fprintf(stderr, "Try '%s --help' for more information.\n", programName.data());
+    printCommandLineRefusal(programName, message);
     return statusWrongCommandLine;
 }
 
@@ -89,14 +88,6 @@ void printHelp() {
                "Exit status: 0 on success, 1 when an entry fails or the rule does not exist,\n"
                "2 for a wrong command line or a file that cannot be loaded.\n",
                stdout);
-}
-
-// The option getopt_long has just refused, as typed: a long option whole,
-// a short one (possibly within a group such as "-hx") as "-x".
-std::string refusedOption(char** argv) {
-    const std::string_view last = argv[optind - 1];
-    if (last.starts_with("--")) return std::string(last);
-    return std::string("-") + static_cast<char>(optopt);
 }
 
 // The drawing format that --format names; absent for an unknown name.
