@@ -72,28 +72,49 @@ std::size_t lineEndFrom(std::string_view text, std::size_t position) {
     return text.size();
 }
 
-// How long the lines of finished entries may wait for the writer when they
-// fill no block: the writer looks at most this often while it waits.
-constexpr std::chrono::milliseconds linesLatency{20};
+// Lines handed over to the writer: those of `lines` from `from` on (the
+// writer copied out the ones before while the worker was filling it).
+struct Block {
+    std::string lines;
+    std::size_t from = 0;
+};
 
 // One chunk of the text and what its worker made of it so far. Its worker and
 // the writer share it under its own mutex, so that workers never wait for
-// each other when they hand over the lines of an entry.
+// each other when they hand over a block.
+//
+// The worker fills one block at a time and hands it over when it is full:
+// lines move from worker to writer without being copied. After each entry the
+// worker also publishes how much of the block it fills holds finished
+// entries, without taking the mutex. When no block comes for a while, the
+// writer copies those lines out of it (under the mutex, which the worker
+// holds whenever it replaces its block): the lines before a slow entry reach
+// the output while it runs.
 struct Chunk {
     std::string_view text;
     std::mutex mutex;
-    // Woken for the writer when a block fills or the chunk is done, and for
-    // the worker when the writer takes a block or is done.
+    // Woken for the writer when a block comes, the chunk is done or the
+    // writer wants finished lines; for the worker when the writer takes a
+    // block or is done.
     std::condition_variable changed;
-    std::deque<std::string> blocks; // whole lines, each ended by "\n", not yet written
-    bool done = false;              // the worker has handed over its last block
-    bool failed = false;            // an entry failed: the blocks end with its lines
-    bool stopped = false;           // the writer is done: the worker waits no more
-    std::int64_t count = 0;         // form lines, once done
+    std::deque<Block> blocks; // whole lines, each ended by "\n", not yet written
+    bool done = false;        // the worker has handed over its last block
+    bool failed = false;      // an entry failed: the blocks end with its lines
+    bool stopped = false;     // the writer is done: the worker waits no more
+    std::int64_t count = 0;   // form lines, once done
+    // The block being filled: its bytes, and how many of them are the lines
+    // of finished entries (stored last). Zero once it is handed over.
+    std::atomic<const char*> fillingData{nullptr};
+    std::atomic<std::size_t> fillingFinished{0};
+    std::size_t fillingCopied = 0; // the writer copied out the bytes before this
+    // The writer waits for finished lines: the worker wakes it after the
+    // entry it is expanding. (It and fillingFinished are sequentially
+    // consistent, so that a wake-up is never lost between them.)
+    std::atomic<bool> wanted{false};
 };
 
 // What the workers and the writer share: the chunks in flight under one
-// mutex, each chunk's lines under its own, the written blocks under a third.
+// mutex, each chunk's blocks under its own, the written blocks under a third.
 class ParallelExpansion {
 public:
     ParallelExpansion(std::string_view text, const ExpansionOptions& options) : text_(text), options_(options) {}
@@ -110,22 +131,26 @@ public:
     void stop();
 
 private:
-    // Where a worker's lines go: blocks of its chunk.
+    // Where a worker's lines go: the block it fills for its chunk.
     class BlockSink final : public LineSink {
     public:
-        BlockSink(ParallelExpansion& expansion, Chunk& chunk) : expansion_(expansion), chunk_(chunk) {}
-        void printLine(std::string_view line) override;
+        explicit BlockSink(ParallelExpansion& expansion) : expansion_(expansion), block_(expansion.spareBlock()) {}
+        // The lines from now on belong to `chunk`.
+        void startChunk(Chunk& chunk) { chunk_ = &chunk; }
+        void printLine(std::string_view line) override { printJoined({line}); }
         void printJoined(std::initializer_list<std::string_view> pieces) override;
-        // Passes the lines made so far to the writer's side of the chunk: after
-        // each entry, so that the writer may take every finished line (and a
-        // signal find it written or in the output's buffer), and whenever the
-        // lines of one entry fill a block.
+        // Called after each entry: publishes the lines so far as finished,
+        // and wakes the writer if it wants them.
+        void entryDone();
+        // Passes the block to the chunk for the writer, unless it is empty,
+        // and takes an empty one. Waits while the chunk holds as many blocks
+        // as it may, unless the writer is done.
         void handOver();
 
     private:
         ParallelExpansion& expansion_;
-        Chunk& chunk_;
-        std::string block_; // the lines of the entry being expanded
+        Chunk* chunk_ = nullptr;
+        std::string block_; // whole lines of the chunk, not yet handed over
     };
 
     Chunk* takeChunk();
@@ -135,6 +160,10 @@ private:
     // The blocks of `chunk` for the writer, until it is done; false when an
     // entry of it failed.
     bool writeChunk(Chunk& chunk, LineSink& sink);
+    // The lines that the worker of `chunk` finished and the writer has not
+    // copied yet, copied out of the block it fills; the caller holds the
+    // chunk's mutex.
+    std::string copyFinishedLines(Chunk& chunk);
 
     const std::string_view text_;
     const ExpansionOptions options_;
@@ -147,14 +176,13 @@ private:
     std::vector<std::string> spares_; // written blocks, empty, kept for their memory
 };
 
-void ParallelExpansion::BlockSink::printLine(std::string_view line) {
-    block_.append(line).append(1, '\n');
-    if (block_.size() >= expansion_.options_.blockBytes) handOver();
-}
-
 void ParallelExpansion::BlockSink::printJoined(std::initializer_list<std::string_view> pieces) {
     std::size_t size = 1;
     for (const std::string_view piece : pieces) size += piece.size();
+    // A block holds at most blockBytes unless one line is longer: it never
+    // outgrows the room of a spare block, so that the bytes the writer may
+    // copy out of it never move (only an empty block grows).
+    if (!block_.empty() && block_.size() + size > expansion_.options_.blockBytes) handOver();
     const std::size_t end = block_.size();
     // Room for the line, then its pieces copied in place: one size check for
     // the line rather than one per piece.
@@ -165,31 +193,29 @@ void ParallelExpansion::BlockSink::printJoined(std::initializer_list<std::string
         out += piece.size();
     }
     *out = '\n';
-    if (block_.size() >= expansion_.options_.blockBytes) handOver();
 }
 
-// Passes the block to the writer; waits while the chunk holds as many blocks
-// as it may, unless the writer is done.
+void ParallelExpansion::BlockSink::entryDone() {
+    chunk_->fillingData.store(block_.data(), std::memory_order_relaxed);
+    chunk_->fillingFinished.store(block_.size());
+    if (!chunk_->wanted.load()) return;
+    const std::lock_guard lock(chunk_->mutex);
+    chunk_->changed.notify_all();
+}
+
 void ParallelExpansion::BlockSink::handOver() {
     if (block_.empty()) return;
-    const std::size_t blockBytes = expansion_.options_.blockBytes;
-    std::unique_lock lock(chunk_.mutex);
-    // The lines of a few entries fill one block, copied after those before.
-    std::deque<std::string>& blocks = chunk_.blocks;
-    if (!blocks.empty() && blocks.back().size() + block_.size() <= blockBytes) {
-        blocks.back().append(block_);
-    } else {
-        lock.unlock();
-        std::string fresh = expansion_.spareBlock();
-        fresh.append(block_);
-        lock.lock();
-        blocks.push_back(std::move(fresh));
-        // The block before it is full: the writer may take it now.
-        chunk_.changed.notify_all();
-    }
-    block_.clear();
-    chunk_.changed.wait(lock,
-                        [&] { return chunk_.stopped || chunk_.blocks.size() < expansion_.options_.blocksPerChunk; });
+    std::string next = expansion_.spareBlock();
+    std::unique_lock lock(chunk_->mutex);
+    chunk_->blocks.push_back(Block{std::move(block_), chunk_->fillingCopied});
+    chunk_->fillingCopied = 0;
+    chunk_->fillingFinished.store(0);
+    chunk_->fillingData.store(nullptr, std::memory_order_relaxed);
+    chunk_->changed.notify_all();
+    chunk_->changed.wait(lock,
+                         [&] { return chunk_->stopped || chunk_->blocks.size() < expansion_.options_.blocksPerChunk; });
+    lock.unlock();
+    block_ = std::move(next);
 }
 
 // The next chunk, cut after the last one, once fewer than the allowed chunks
@@ -245,21 +271,23 @@ void ParallelExpansion::finish(Chunk& chunk, bool expanded, std::int64_t count) 
 
 void ParallelExpansion::work(const EntryLineExpander& prototype) {
     std::unique_ptr<EntryLineExpander> expander;
+    std::optional<BlockSink> sink;
     while (Chunk* chunk = takeChunk()) {
-        BlockSink sink(*this, *chunk);
         std::int64_t count = 0;
         bool expanded = false;
         try {
             if (!expander)
                 expander = std::make_unique<EntryLineExpander>(prototype, EntryLineExpander::SharingCaches::with);
-            expanded = expandLines(chunk->text, *expander, sink, count, [&] { sink.handOver(); });
+            if (!sink) sink.emplace(*this);
+            sink->startChunk(*chunk);
+            expanded = expandLines(chunk->text, *expander, *sink, count, [&] { sink->entryDone(); });
         } catch (const std::bad_alloc&) {
             // Running out of memory fails the entry being expanded, as any
             // failure does; the lines before it stay.
             expanded = false;
         }
         try {
-            sink.handOver();
+            if (sink) sink->handOver();
         } catch (const std::bad_alloc&) {
             expanded = false;
         }
@@ -267,23 +295,40 @@ void ParallelExpansion::work(const EntryLineExpander& prototype) {
     }
 }
 
+std::string ParallelExpansion::copyFinishedLines(Chunk& chunk) {
+    const std::size_t finished = chunk.fillingFinished.load();
+    const char* data = chunk.fillingData.load(std::memory_order_relaxed);
+    std::string lines = spareBlock();
+    lines.assign(data + chunk.fillingCopied, finished - chunk.fillingCopied);
+    chunk.fillingCopied = finished;
+    return lines;
+}
+
 bool ParallelExpansion::writeChunk(Chunk& chunk, LineSink& sink) {
+    const auto ready = [&] { return !chunk.blocks.empty() || chunk.done; };
+    const auto finishedLines = [&] { return chunk.fillingFinished.load() > chunk.fillingCopied; };
     std::unique_lock lock(chunk.mutex);
     while (true) {
-        // Full blocks as soon as they are full; the lines of the entries
-        // finished so far after a short wait at most, so that the lines
-        // before a slow entry reach the output while it runs.
-        chunk.changed.wait_for(lock, linesLatency, [&] { return chunk.blocks.size() > 1 || chunk.done; });
-        if (chunk.blocks.empty()) {
-            if (chunk.done) return !chunk.failed;
-            continue; // nothing finished yet
+        // Each block as soon as it comes. When none comes for a while, the
+        // lines of the entries finished so far, as soon as there are some.
+        if (!chunk.changed.wait_for(lock, options_.linesLatency, ready)) {
+            chunk.wanted.store(true);
+            chunk.changed.wait(lock, [&] { return ready() || finishedLines(); });
+            chunk.wanted.store(false);
         }
-        std::string block = std::move(chunk.blocks.front());
-        chunk.blocks.pop_front();
-        chunk.changed.notify_all();
+        Block block;
+        if (!chunk.blocks.empty()) {
+            block = std::move(chunk.blocks.front());
+            chunk.blocks.pop_front();
+            chunk.changed.notify_all();
+        } else if (finishedLines()) {
+            block.lines = copyFinishedLines(chunk);
+        } else {
+            return !chunk.failed; // done, every block written
+        }
         lock.unlock();
-        sink.printLines(block);
-        keepSpare(std::move(block));
+        sink.printLines(std::string_view(block.lines).substr(block.from));
+        keepSpare(std::move(block.lines));
         lock.lock();
     }
 }

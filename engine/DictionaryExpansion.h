@@ -4,6 +4,7 @@
 #ifndef LEXPAND_ENGINE_DICTIONARYEXPANSION_H
 #define LEXPAND_ENGINE_DICTIONARYEXPANSION_H
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -49,6 +50,9 @@ struct ExpansionOptions {
     std::size_t chunksInFlight = 8;                 // chunks taken and not yet written, at most
     std::size_t blockBytes = std::size_t{1} << 20;  // lines handed to the writer at a time
     std::size_t blocksPerChunk = 4;                 // blocks of a chunk waiting for the writer, at most
+    // How long the writer waits for a block of the chunk it writes before it
+    // asks for the lines of the entries finished so far (0: at once).
+    std::chrono::milliseconds linesLatency{20};
 };
 
 // The same for a dictionary whose text was already read (well-formed UTF-8).
@@ -57,8 +61,10 @@ struct ExpansionOptions {
 // same lines in the same order, and when an entry fails, the lines before it
 // and none after it. Cost: linear in the text and in the forms printed, plus
 // the exploration of each distinct paradigm by each worker. Memory: the
-// workers' caches (FormLines, Paradigms), plus at most chunksInFlight times
-// (blocksPerChunk + 1) times blockBytes of lines waiting to be written.
+// workers' caches (FormLines, Paradigms), plus the blocks of lines: at most
+// chunksInFlight times blocksPerChunk of them waiting to be written, one per
+// worker being filled and one being written, each of blockBytes (or of one
+// longer line).
 std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText,
                                                  const PropertiesDefinitions& propertiesDefinitions,
                                                  const MGFSA& morphologicalParadigms, LineSink& sink,

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -63,7 +64,7 @@ std::string randomDictionary(std::mt19937& random, int entries) {
     return text;
 }
 
-// Whatever the threads, chunks and blocks, the sink receives what one thread
+// Whatever the threads, chunks, blocks and latency, the sink receives what one thread
 // sends: the same lines, the same count, and on a failing entry the lines
 // before it and none after it.
 TEST(ExpandDictionaryText, EveryThreadCountPrintsWhatOneThreadPrints) {
@@ -87,6 +88,8 @@ TEST(ExpandDictionaryText, EveryThreadCountPrintsWhatOneThreadPrints) {
             options.chunksInFlight = 1 + random() % 4;
             options.blockBytes = 1 + random() % 300;
             options.blocksPerChunk = 1 + random() % 3;
+            // A writer that asks for the lines of finished entries at once.
+            if (random() % 2 == 0) options.linesLatency = std::chrono::milliseconds(0);
             formbyform::Lines lines;
             const std::optional<std::int64_t> count =
                 expandDictionaryText(text, *definitions, *grammar, lines, options);
