@@ -100,7 +100,11 @@ DictionaryGrammars loadGrammarsUsedBy(const std::string& dictionaryPath, std::st
 } // namespace
 
 LoadedDictionary loadDictionaryAndGrammars(const std::string& path, const GrammarOptions& options) {
-    std::optional<std::string> text = readUtf8File(path);
+    return loadDictionaryAndGrammars(path, readUtf8File(path), options);
+}
+
+LoadedDictionary loadDictionaryAndGrammars(const std::string& path, std::optional<std::string> text,
+                                           const GrammarOptions& options) {
     if (!text) return LoadedDictionary{std::string(), refusal("Cannot load dictionary " + path)};
     DictionaryGrammars grammars = loadGrammarsUsedBy(path, *text, options);
     return LoadedDictionary{std::move(*text), std::move(grammars)};

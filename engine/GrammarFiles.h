@@ -53,6 +53,10 @@ struct LoadedDictionary {
     DictionaryGrammars grammars;
 };
 LoadedDictionary loadDictionaryAndGrammars(const std::string& path, const GrammarOptions& options = {});
+// The same for the dictionary at `path` whose text was read already, by
+// readUtf8File (absent when it could not be read).
+LoadedDictionary loadDictionaryAndGrammars(const std::string& path, std::optional<std::string> text,
+                                           const GrammarOptions& options = {});
 
 // Where a dictionary at `dictionaryPath` finds the grammar that a "#use" line
 // names `name`: its resource directory (absolute, without a final "/") and

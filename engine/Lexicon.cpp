@@ -4,12 +4,14 @@
 #include "Lexicon.h"
 
 #include <filesystem>
+#include <future>
 #include <new>
 #include <system_error>
 #include <utility>
 
 #include "FormLines.h"
 #include "GrammarFiles.h"
+#include "TextServices.h"
 #include "TextualGrammar.h"
 
 namespace lexpand {
@@ -27,7 +29,62 @@ LexiconFailure failure(LexiconFailure::Step step, std::string message) {
     return LexiconFailure{step, std::move(message)};
 }
 
+bool isRegularFile(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(std::filesystem::path(path), error);
+}
+
 } // namespace
+
+// The dictionaries that are regular files, read on a thread of their own
+// while the grammars of the command line compile: reading and checking a
+// large dictionary takes about as long as compiling a grammar, and neither
+// needs the other. Other files (pipes, devices) are read in their turn, as
+// they would be without reading ahead: reading one early could wait for its
+// writer, or take input that a run failing on a grammar never needed.
+class Lexicon::DictionaryReadAhead {
+public:
+    explicit DictionaryReadAhead(const std::vector<std::string>& paths) : paths_(paths) {
+        try {
+            reading_ = std::async(std::launch::async, [&paths] { return readRegularFiles(paths); });
+        } catch (const std::system_error&) {
+            // No thread for it: every dictionary is read in its turn.
+        } catch (const std::bad_alloc&) {
+        }
+    }
+
+    // The text of the dictionary paths[i], as readUtf8File reads it: read
+    // ahead, or now. Each i once.
+    std::optional<std::string> take(std::size_t i) {
+        if (reading_.valid()) read_ = reading_.get();
+        if (i < read_.size() && read_[i].readAhead) return std::move(read_[i].text);
+        return readUtf8File(paths_[i]);
+    }
+
+private:
+    struct Read {
+        bool readAhead = false;
+        std::optional<std::string> text; // absent when the file cannot be read as UTF-8
+    };
+
+    static std::vector<Read> readRegularFiles(const std::vector<std::string>& paths) {
+        std::vector<Read> read(paths.size());
+        for (std::size_t i = 0; i < paths.size(); ++i) {
+            if (!isRegularFile(paths[i])) continue;
+            read[i].readAhead = true;
+            try {
+                read[i].text = readUtf8File(paths[i]);
+            } catch (const std::bad_alloc&) {
+                // The dictionary cannot be loaded, as when it is read in its turn.
+            }
+        }
+        return read;
+    }
+
+    const std::vector<std::string>& paths_;
+    std::future<std::vector<Read>> reading_; // joined when taken or destroyed
+    std::vector<Read> read_;
+};
 
 std::string extensionOf(std::string_view argument) {
     while (argument.size() > 1 && argument.back() == '/') argument.remove_suffix(1);
@@ -95,10 +152,11 @@ std::optional<LexiconFailure> Lexicon::loadGrammarsOfCommandLine() {
     return std::nullopt;
 }
 
-std::optional<LexiconFailure> Lexicon::loadGrammarsOfDictionaries() {
+std::optional<LexiconFailure> Lexicon::loadGrammarsOfDictionaries(DictionaryReadAhead& readAhead) {
     constexpr auto step = LexiconFailure::Step::dictionaryGrammars;
     for (const std::string& path : files_.dictionaryPaths) {
-        LoadedDictionary dictionary = loadDictionaryAndGrammars(path, options_.grammars);
+        LoadedDictionary dictionary =
+            loadDictionaryAndGrammars(path, readAhead.take(dictionaryTexts_.size()), options_.grammars);
         if (!dictionary.grammars.grammar) return failure(step, std::move(dictionary.grammars.errorMessage));
         if (!paradigms_.mergeWith(*dictionary.grammars.grammar))
             return failure(step, "*** Cannot merge grammars used in " + path +
@@ -111,6 +169,7 @@ std::optional<LexiconFailure> Lexicon::loadGrammarsOfDictionaries() {
 // Memory that runs out while a step works on a file is a failure of that
 // step, in its own words for that file; what the step held is freed by then.
 std::optional<LexiconFailure> Lexicon::loadGrammars() {
+    DictionaryReadAhead readAhead(files_.dictionaryPaths);
     try {
         if (std::optional<LexiconFailure> failed = loadGrammarsOfCommandLine()) return failed;
     } catch (const std::bad_alloc&) {
@@ -118,7 +177,7 @@ std::optional<LexiconFailure> Lexicon::loadGrammars() {
                        "*** Cannot handle morphological grammar in: " + files_.grammarPaths[grammarsMerged_]);
     }
     try {
-        return loadGrammarsOfDictionaries();
+        return loadGrammarsOfDictionaries(readAhead);
     } catch (const std::bad_alloc&) {
         return failure(LexiconFailure::Step::dictionaryGrammars,
                        "Cannot load dictionary " + files_.dictionaryPaths[dictionaryTexts_.size()]);

@@ -115,8 +115,9 @@ public:
     std::optional<std::int64_t> expandEntryLine(std::string_view line, LineSink& sink);
 
 private:
+    class DictionaryReadAhead;
     std::optional<LexiconFailure> loadGrammarsOfCommandLine();
-    std::optional<LexiconFailure> loadGrammarsOfDictionaries();
+    std::optional<LexiconFailure> loadGrammarsOfDictionaries(DictionaryReadAhead& readAhead);
 
     LexiconFiles files_;
     const LexiconOptions options_;
