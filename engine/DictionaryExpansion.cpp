@@ -391,28 +391,36 @@ std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText
                                                  const PropertiesDefinitions& propertiesDefinitions,
                                                  const MGFSA& morphologicalParadigms, LineSink& sink,
                                                  const ExpansionOptions& options) {
+    std::unique_ptr<const EntryLineExpander> caches;
+    try {
+        caches =
+            std::make_unique<const EntryLineExpander>(propertiesDefinitions, morphologicalParadigms, options.explore);
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+    return expandDictionaryText(dictionaryText, *caches, sink, options);
+}
+
+std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText, const EntryLineExpander& sharing,
+                                                 LineSink& sink, const ExpansionOptions& options) {
     const unsigned workers = threadCount(options.threads); // one per processor unless the options say otherwise
     if (workers == 1) {
-        // Paradigms are explored once for the whole dictionary, and the lines
-        // of each entry shape assembled once.
         std::int64_t count = 0;
         try {
-            EntryLineExpander expander(propertiesDefinitions, morphologicalParadigms, options.explore);
+            EntryLineExpander expander(sharing, EntryLineExpander::SharingCaches::with);
             if (!expandLines(dictionaryText, expander, sink, count, [] {})) return std::nullopt;
         } catch (const std::bad_alloc&) {
             return std::nullopt; // memory that runs out fails the entry being expanded
         }
         return count;
     }
-    // The workers share the paradigms explored and the shapes assembled.
-    const EntryLineExpander prototype(propertiesDefinitions, morphologicalParadigms, options.explore);
     ParallelExpansion expansion(dictionaryText, options);
     std::optional<std::int64_t> count;
     {
         std::vector<std::jthread> threads;
         threads.reserve(workers);
         try {
-            for (unsigned i = 0; i < workers; ++i) threads.emplace_back([&] { expansion.work(prototype); });
+            for (unsigned i = 0; i < workers; ++i) threads.emplace_back([&] { expansion.work(sharing); });
         } catch (const std::system_error&) {
             // Fewer threads than asked for (the system refuses more): those
             // that started take every chunk.
@@ -420,7 +428,7 @@ std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText
         if (threads.empty()) {
             ExpansionOptions one = options;
             one.threads = 1;
-            return expandDictionaryText(dictionaryText, propertiesDefinitions, morphologicalParadigms, sink, one);
+            return expandDictionaryText(dictionaryText, sharing, sink, one);
         }
         count = expansion.write(sink);
         expansion.stop();

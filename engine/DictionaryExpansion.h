@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ALU.h"
+#include "FormLines.h"
 #include "LineSink.h"
 #include "MGFSA.h"
 
@@ -60,15 +61,22 @@ struct ExpansionOptions {
 // receives exactly what one thread sends, from the calling thread only: the
 // same lines in the same order, and when an entry fails, the lines before it
 // and none after it. Cost: linear in the text and in the forms printed, plus
-// the exploration of each distinct paradigm by each worker. Memory: the
-// workers' caches (FormLines, Paradigms), plus the blocks of lines: at most
-// chunksInFlight times blocksPerChunk of them waiting to be written, one per
-// worker being filled and one being written, each of blockBytes (or of one
-// longer line).
+// the exploration of each distinct paradigm, by at most each worker (and
+// again once the cache has dropped it). Memory: the caches of explored
+// paradigms and assembled shapes (FormLines, Paradigms), plus the blocks of
+// lines: at most chunksInFlight times blocksPerChunk of them waiting to be
+// written, one per worker being filled and one being written, each of
+// blockBytes (or of one longer line).
 std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText,
                                                  const PropertiesDefinitions& propertiesDefinitions,
                                                  const MGFSA& morphologicalParadigms, LineSink& sink,
                                                  const ExpansionOptions& options = {});
+
+// The same with the caches of `sharing`, which every thread shares and which
+// keep what they explored and assembled for the dictionaries after this one
+// (its own bounds of exploration apply, not options.explore).
+std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText, const EntryLineExpander& sharing,
+                                                 LineSink& sink, const ExpansionOptions& options = {});
 
 } // namespace lexpand
 

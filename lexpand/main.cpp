@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "DictionaryExpansion.h"
+#include "FormLines.h"
 #include "HeapTrimming.h"
 #include "Lexicon.h"
 #include "StandardOutput.h"
@@ -87,6 +88,9 @@ struct RunContext {
     StandardOutput& out;
     LexiconFiles files; // each kind in command-line order, as typed
     std::unique_ptr<Lexicon> lexicon;
+    // The paradigms explored and the shapes assembled, kept from one
+    // dictionary to the next.
+    std::unique_ptr<const EntryLineExpander> caches;
     std::int64_t nbOfForms = 0;
     PhaseTimes times;
 };
@@ -149,8 +153,14 @@ std::optional<ExitStatus> expandDictionaries(RunContext& run) {
     run.nbOfForms = 0;
     const Lexicon& lexicon = *run.lexicon;
     for (const std::string& text : lexicon.dictionaryTexts()) {
-        const std::optional<std::int64_t> count =
-            expandDictionaryText(text, *lexicon.definitions(), lexicon.paradigms(), run.out.expansionLines());
+        std::optional<std::int64_t> count;
+        try {
+            if (!run.caches)
+                run.caches = std::make_unique<const EntryLineExpander>(*lexicon.definitions(), lexicon.paradigms());
+            count = expandDictionaryText(text, *run.caches, run.out.expansionLines());
+        } catch (const std::bad_alloc&) {
+            count.reset(); // no memory for the caches: the dictionary cannot be expanded
+        }
         if (!count) {
             run.out.printLine("*** Cannot inflect/derive dictionary");
             return statusBadExpansion;
@@ -216,5 +226,8 @@ int main(int argc, char** argv) {
     // that failed, not to the output: it only counts in the total.
     if (status == lexpand::statusSuccess) context.times.mark("output");
     context.times.report();
-    return status;
+    // The memory of the run goes back to the system with the process: the
+    // lexicon, the dictionaries and the caches are not freed piece by piece
+    // first, which would only delay the end of every run.
+    std::exit(status);
 }
