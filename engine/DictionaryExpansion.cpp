@@ -131,10 +131,11 @@ public:
     void stop();
 
 private:
-    // Where a worker's lines go: the block it fills for its chunk.
+    // Where a worker's lines go: the block it fills for its chunk, a spare
+    // one taken for its first line (between chunks it holds none).
     class BlockSink final : public LineSink {
     public:
-        explicit BlockSink(ParallelExpansion& expansion) : expansion_(expansion), block_(expansion.spareBlock()) {}
+        explicit BlockSink(ParallelExpansion& expansion) : expansion_(expansion) {}
         // The lines from now on belong to `chunk`.
         void startChunk(Chunk& chunk) { chunk_ = &chunk; }
         void printLine(std::string_view line) override { printJoined({line}); }
@@ -142,9 +143,9 @@ private:
         // Called after each entry: publishes the lines so far as finished,
         // and wakes the writer if it wants them.
         void entryDone();
-        // Passes the block to the chunk for the writer, unless it is empty,
-        // and takes an empty one. Waits while the chunk holds as many blocks
-        // as it may, unless the writer is done.
+        // Passes the block to the chunk for the writer, unless it is empty.
+        // Waits while the chunk holds as many blocks as it may, unless the
+        // writer is done.
         void handOver();
 
     private:
@@ -183,6 +184,7 @@ void ParallelExpansion::BlockSink::printJoined(std::initializer_list<std::string
     // outgrows the room of a spare block, so that the bytes the writer may
     // copy out of it never move (only an empty block grows).
     if (!block_.empty() && block_.size() + size > expansion_.options_.blockBytes) handOver();
+    if (block_.capacity() < expansion_.options_.blockBytes) block_ = expansion_.spareBlock();
     const std::size_t end = block_.size();
     // Room for the line, then its pieces copied in place: one size check for
     // the line rather than one per piece.
@@ -205,17 +207,14 @@ void ParallelExpansion::BlockSink::entryDone() {
 
 void ParallelExpansion::BlockSink::handOver() {
     if (block_.empty()) return;
-    std::string next = expansion_.spareBlock();
     std::unique_lock lock(chunk_->mutex);
-    chunk_->blocks.push_back(Block{std::move(block_), chunk_->fillingCopied});
+    chunk_->blocks.push_back(Block{std::exchange(block_, std::string()), chunk_->fillingCopied});
     chunk_->fillingCopied = 0;
     chunk_->fillingFinished.store(0);
     chunk_->fillingData.store(nullptr, std::memory_order_relaxed);
     chunk_->changed.notify_all();
     chunk_->changed.wait(lock,
                          [&] { return chunk_->stopped || chunk_->blocks.size() < expansion_.options_.blocksPerChunk; });
-    lock.unlock();
-    block_ = std::move(next);
 }
 
 // The next chunk, cut after the last one, once fewer than the allowed chunks

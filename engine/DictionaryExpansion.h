@@ -64,9 +64,9 @@ struct ExpansionOptions {
 // the exploration of each distinct paradigm, by at most each worker (and
 // again once the cache has dropped it). Memory: the caches of explored
 // paradigms and assembled shapes (FormLines, Paradigms), plus the blocks of
-// lines: at most chunksInFlight times blocksPerChunk of them waiting to be
-// written, one per worker being filled and one being written, each of
-// blockBytes (or of one longer line).
+// lines: at most chunksInFlight times (blocksPerChunk + 1) of them waiting to
+// be written or being filled, and two the writer holds, each of blockBytes (or
+// of one longer line).
 std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText,
                                                  const PropertiesDefinitions& propertiesDefinitions,
                                                  const MGFSA& morphologicalParadigms, LineSink& sink,
