@@ -65,7 +65,7 @@ struct ExpansionOptions {
 // again once the cache has dropped it). Memory: the caches of explored
 // paradigms and assembled shapes (FormLines, Paradigms), plus the blocks of
 // lines: at most chunksInFlight times (blocksPerChunk + 1) of them waiting to
-// be written or being filled, and two the writer holds, each of blockBytes (or
+// be written or being filled, and one the writer holds, each of blockBytes (or
 // of one longer line).
 std::optional<std::int64_t> expandDictionaryText(std::string_view dictionaryText,
                                                  const PropertiesDefinitions& propertiesDefinitions,
