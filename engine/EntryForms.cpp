@@ -167,10 +167,15 @@ std::optional<FormLine> formLineOf(const ALU& alu, const EntryForm& form, const 
                             definitions);
 }
 
+bool forEachCheckedForm(const ALU& alu, const EntryParadigms& paradigms,
+                        const std::function<bool(const EntryForm&)>& visit) {
+    if (!forEachForm(alu, paradigms, [](const EntryForm&) { return true; })) return false;
+    return forEachForm(alu, paradigms, visit);
+}
+
 bool forEachFormLine(const ALU& alu, const EntryParadigms& paradigms, const PropertiesDefinitions& definitions,
                      const std::function<bool(const EntryForm&, const FormLine&)>& visit) {
-    if (!forEachForm(alu, paradigms, [](const EntryForm&) { return true; })) return false;
-    return forEachForm(alu, paradigms, [&](const EntryForm& form) {
+    return forEachCheckedForm(alu, paradigms, [&](const EntryForm& form) {
         const std::optional<FormLine> line = formLineOf(alu, form, definitions);
         return line && visit(form, *line);
     });

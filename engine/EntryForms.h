@@ -102,13 +102,17 @@ std::vector<std::string> formPropertyList(const ALU& alu, const EntryForm& form)
 // The line of `form` of `alu` (assembleFormLine of its property list).
 std::optional<FormLine> formLineOf(const ALU& alu, const EntryForm& form, const PropertiesDefinitions& definitions);
 
-// Calls visit(form, line) for each form of `alu` by `paradigms` with its
-// line, in form order, once every form is known to be made: a first pass
-// makes every form and visits none, since one form that cannot be made fails
-// the whole entry; a second makes them again and assembles each line. False
-// when a form or a line cannot be made (the visits before it stay made) or
-// visit answers false. Cost: forEachForm twice, plus assembling each line;
-// no form is held from one to the next, whatever their number.
+// Calls visit for each form of `alu` by `paradigms`, in form order, once
+// every form is known to be made: a first pass makes every form and visits
+// none, since one form that cannot be made fails the whole entry; a second
+// makes them again and visits each. False when a form cannot be made or
+// visit answers false (the visits before stay made). Cost: forEachForm
+// twice; no form is held from one to the next, whatever their number.
+bool forEachCheckedForm(const ALU& alu, const EntryParadigms& paradigms,
+                        const std::function<bool(const EntryForm&)>& visit);
+
+// forEachCheckedForm, each form visited with its line (formLineOf); false
+// also when a line cannot be made. Cost: that, plus assembling each line.
 bool forEachFormLine(const ALU& alu, const EntryParadigms& paradigms, const PropertiesDefinitions& definitions,
                      const std::function<bool(const EntryForm&, const FormLine&)>& visit);
 

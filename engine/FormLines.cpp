@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -115,6 +116,70 @@ std::optional<LineTemplate> makeTemplate(const std::string& category, const std:
     return LineTemplate{false, text.substr(begin, reverseBegin - begin),
                         text.substr(reverseBegin + placeholderReverse.size())};
 }
+
+// True when a line template completes the line of a form whose word form and
+// reverse command are made of these pieces: a word form that is not empty
+// and holds no stopper, a reverse command without one.
+bool fitsTemplate(std::span<const std::string_view> word, std::span<const std::string_view> reverse) {
+    if (std::all_of(word.begin(), word.end(), [](std::string_view piece) { return piece.empty(); })) return false;
+    for (const std::string_view piece : word)
+        if (!holdsNoneOf(piece, wordFormStoppers)) return false;
+    for (const std::string_view piece : reverse)
+        if (!holdsNoneOf(piece, reverseCommandStoppers)) return false;
+    return true;
+}
+
+// The line templates of the forms of one entry expanded form by form, by
+// what decides them besides the word form and the reverse command: the
+// category and the property lists of the paths. Consecutive forms mostly
+// share them, so a few are kept, the oldest replaced first. Memory: at most
+// keptTemplates templates; cost of a form whose template is kept: comparing
+// its category and property lists.
+class EntryTemplates {
+public:
+    EntryTemplates(const ALU& entry, const PropertiesDefinitions& definitions)
+        : entry_(entry), definitions_(definitions) {}
+
+    // The template of `form`; absent when its line must be assembled whole.
+    const std::optional<LineTemplate>& of(const EntryForm& form) {
+        for (const Kept& kept : kept_)
+            if (kept.matches(form)) return kept.line;
+        Kept made{
+            *form.category, copyOf(form.derivationProperties), copyOf(form.inflectionProperties),
+            makeTemplate(*form.category, listedProperties(entry_, form), entry_.morphologicalProperties, definitions_)};
+        if (kept_.size() < keptTemplates) return kept_.emplace_back(std::move(made)).line;
+        Kept& replaced = kept_[next_];
+        next_ = (next_ + 1) % keptTemplates;
+        replaced = std::move(made);
+        return replaced.line;
+    }
+
+private:
+    static constexpr std::size_t keptTemplates = 16;
+    using List = std::optional<std::vector<std::string>>;
+
+    struct Kept {
+        std::string category;
+        List derivation;
+        List inflection;
+        std::optional<LineTemplate> line;
+
+        bool matches(const EntryForm& form) const {
+            return category == *form.category && sameList(derivation, form.derivationProperties) &&
+                   sameList(inflection, form.inflectionProperties);
+        }
+    };
+
+    static List copyOf(const std::vector<std::string>* list) { return list ? List(*list) : std::nullopt; }
+    static bool sameList(const List& kept, const std::vector<std::string>* list) {
+        return kept.has_value() == (list != nullptr) && (!kept || *kept == *list);
+    }
+
+    const ALU& entry_;
+    const PropertiesDefinitions& definitions_;
+    std::vector<Kept> kept_;
+    std::size_t next_ = 0; // the kept template replaced next
+};
 
 // A line template as a shape keeps it: its two texts are ranges of the
 // shape's one text buffer.
@@ -559,12 +624,7 @@ bool EntryLineExpander::State::formsArePlain(const Shape& shape) const {
     for (std::size_t i = 0; i < shape.templates.size(); ++i) {
         if (shape.templates[i].inconsistent) continue;
         const EditedForm& form = forms[i];
-        if (form.plain) continue;
-        if (form.word[0].empty() && form.word[1].empty()) return false;
-        for (const std::string_view piece : form.word)
-            if (!holdsNoneOf(piece, wordFormStoppers)) return false;
-        for (const std::string_view piece : form.reverse)
-            if (!holdsNoneOf(piece, reverseCommandStoppers)) return false;
+        if (!form.plain && !fitsTemplate(form.word, form.reverse)) return false;
     }
     return true;
 }
@@ -586,8 +646,10 @@ std::int64_t EntryLineExpander::State::printAssembled(const Shape& shape, std::s
     return count;
 }
 
-// The lines of an entry, form by form (forEachFormLine): no form is held
-// from one to the next, whatever the number of forms.
+// The lines of an entry, form by form (forEachCheckedForm): no form is held
+// from one to the next, whatever the number of forms. A form's line is
+// completed from the template of its category and paths when one fits, as a
+// shape's lines are; otherwise it is assembled whole (formLineOf).
 std::optional<std::int64_t> EntryLineExpander::State::expandFormByForm(std::string_view entryLine, LineSink& sink) {
     const std::optional<ALU> entry = ALU::init(entryLine, &definitions);
     if (!entry) return std::nullopt;
@@ -597,10 +659,24 @@ std::optional<std::int64_t> EntryLineExpander::State::expandFormByForm(std::stri
     if (entry->flxParadigms.empty()) sink.printLine(entryLine);
     const std::optional<EntryParadigms> explored = paradigms.paradigmsOf(*entry);
     if (!explored) return std::nullopt;
+    EntryTemplates templates(*entry, definitions);
     std::int64_t count = 0;
-    const bool printed = forEachFormLine(*entry, *explored, definitions, [&](const EntryForm&, const FormLine& line) {
-        if (line.inconsistent) return true; // dropped without a trace
-        sink.printLine(line.text);
+    const bool printed = forEachCheckedForm(*entry, *explored, [&](const EntryForm& form) {
+        const std::array<std::string_view, 1> word{form.wordForm};
+        const std::array<std::string_view, 1> reverse{form.reverseCommand};
+        if (templatesAllowed && fitsTemplate(word, reverse)) {
+            if (const std::optional<LineTemplate>& line = templates.of(form)) {
+                ++counts.formsFromTemplates;
+                if (line->inconsistent) return true; // dropped without a trace
+                sink.printJoined({form.wordForm, ",", line->beforeReverse, form.reverseCommand, line->afterReverse});
+                ++count;
+                return true;
+            }
+        }
+        const std::optional<FormLine> line = formLineOf(*entry, form, definitions);
+        if (!line) return false;
+        if (line->inconsistent) return true;
+        sink.printLine(line->text);
         ++count;
         return true;
     });

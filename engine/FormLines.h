@@ -53,10 +53,12 @@ public:
     std::optional<std::int64_t> expand(std::string_view line, LineSink& sink);
 
     // How many entries went each way: completing the lines of their shape, or
-    // form by form.
+    // form by form; and how many forms of the latter were completed from a
+    // template rather than assembled whole.
     struct Counts {
         std::int64_t assembled = 0;
         std::int64_t formByForm = 0;
+        std::int64_t formsFromTemplates = 0;
     };
     Counts counts() const;
 

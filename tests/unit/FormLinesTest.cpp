@@ -44,6 +44,7 @@ std::string randomEntry(std::mt19937& random) {
                                                     "tab\tle",
                                                     "a:b",
                                                     "\xD0\x81\xD0\xB6",
+                                                    "a\vb",
                                                     "q"};
     static const std::vector<std::string> categories = {"N", "N", "N", "ADJ", "V", "Q"};
     static const std::vector<std::string> properties = {"FLX=SG",
@@ -105,9 +106,12 @@ TEST(EntryLineExpander, PrintsWhatTheFormByFormAssemblyPrints) {
             ASSERT_EQ(sent, expectedSent) << entry;
             ASSERT_EQ(fast.lines, expected.lines) << entry;
         }
-        // Both ways ran: the comparison above tested the assembled lines.
+        // Every way ran: the comparison above tested the lines of shapes, and
+        // of entries expanded form by form both lines completed from a
+        // template and lines assembled whole.
         EXPECT_GT(expander.counts().assembled, 500) << seed;
         EXPECT_GT(expander.counts().formByForm, 50) << seed;
+        EXPECT_GT(expander.counts().formsFromTemplates, 5) << seed;
     }
 }
 
@@ -119,20 +123,24 @@ TEST(EntryLineExpander, GoesFormByFormExactlyWhereTheAssemblyCouldDiffer) {
     grammar->determinize();
     const std::optional<PropertiesDefinitions> properties = PropertiesDefinitions::init(formbyform::definitions);
     ASSERT_TRUE(properties.has_value());
+    // Of an entry that goes form by form, the forms that fit a template are
+    // still completed from one.
     const struct {
         std::string entry;
         bool assembled;
+        std::int64_t formsFromTemplates;
     } rows[] = {
-        {"table,N+FLX=SG", true},
-        {"table,N+FLX=PL2+DRV=NESS", true},
-        {"кошка,N+FLX=MARK", true},
-        {"e\xCC\x81t\xC3\xA9,N+FLX=CASE", true}, // combining marks: characters found by the editor
-        {"two words,N+FLX=WORDS", true},
-        {"a\\,b,N+FLX=SG", false},        // a comma in the word forms
-        {"a\vb,N+FLX=SG", false},         // a line terminator in the word forms
-        {"wo\"rd,N+FLX=CUT3", false},     // a quote in a reverse command
-        {"ba\\ck,N+FLX=CUT3", false},     // a backslash in a reverse command
-        {"x,N+FLX=SG+_LEX=\"x\"", false}, // an item that mentions "_LEX"
+        {"table,N+FLX=SG", true, 0},
+        {"table,N+FLX=PL2+DRV=NESS", true, 0},
+        {"кошка,N+FLX=MARK", true, 0},
+        {"e\xCC\x81t\xC3\xA9,N+FLX=CASE", true, 0}, // combining marks: characters found by the editor
+        {"two words,N+FLX=WORDS", true, 0},
+        {"a\\,b,N+FLX=SG", false, 0},        // a comma in the word forms
+        {"a\vb,N+FLX=SG", false, 0},         // a line terminator in the word forms
+        {"wo\"rd,N+FLX=CUT3", false, 0},     // a quote in a reverse command
+        {"ba\\ck,N+FLX=CUT3", false, 0},     // a backslash in a reverse command
+        {"ab\\k,N+FLX=PL2", false, 2},       // the same in one reverse command of three
+        {"x,N+FLX=SG+_LEX=\"x\"", false, 0}, // an item that mentions "_LEX"
     };
     for (const auto& row : rows) {
         EntryLineExpander expander(*properties, *grammar);
@@ -144,6 +152,7 @@ TEST(EntryLineExpander, GoesFormByFormExactlyWhereTheAssemblyCouldDiffer) {
         EXPECT_EQ(fast.lines, expected.lines) << row.entry;
         EXPECT_EQ(expander.counts().assembled, row.assembled ? 1 : 0) << row.entry;
         EXPECT_EQ(expander.counts().formByForm, row.assembled ? 0 : 1) << row.entry;
+        EXPECT_EQ(expander.counts().formsFromTemplates, row.formsFromTemplates) << row.entry;
     }
 }
 
