@@ -9,8 +9,11 @@
 // and a placeholder word form and reverse command, and completes it per
 // entry. An entry whose lemma or forms could make the assembly differ (a comma
 // or a line terminator in a word form, a quote or a backslash in a reverse
-// command, an item that mentions "_LEX") is expanded form by form instead,
-// with inflectAndDerive and assembleFormLine. Both ways print the same bytes.
+// command, an item that mentions "_LEX"), or that has too many forms to keep
+// a shape of, is expanded form by form instead (forEachCheckedForm): each of
+// its forms that fits a template is completed from the template of its
+// category and path properties, each other one assembled whole with
+// assembleFormLine. Every way prints the same bytes.
 
 #ifndef LEXPAND_ENGINE_FORMLINES_H
 #define LEXPAND_ENGINE_FORMLINES_H
