@@ -106,22 +106,31 @@ measure() {
   print_phases "$prefix.phases"
 }
 
-# one_core PREFIX FILES...: lexpand again on the first processor alone (one
-# worker), and the speed-up of all processors over it.
+# one_core PREFIX FILES...: lexpand on the first processor alone (one worker)
+# against all processors. Their runs alternate, so that a busier moment of the
+# machine weighs on both alike, RUNS of each (at least 9), timed to the
+# microsecond (bash's EPOCHREALTIME): the medians and the fastest of each.
 one_core() {
   local prefix=$1; shift
-  local seconds cpu rss
+  local seconds cpu rss one_rss run start runs=$((${RUNS:-1} > 9 ? ${RUNS:-1} : 9))
   read -r seconds cpu rss <"$prefix.time"
-  local run best="" wall user system one_rss=0
-  for ((run = 0; run < ${RUNS:-1}; ++run)); do
-    /usr/bin/time -f '%e %U %S %M' -o "$prefix.one" taskset -c 0 "$lexpand" "$@" >/dev/null
-    read -r wall user system one_rss <"$prefix.one"
-    if [ -z "$best" ] || awk -v a="$wall" -v b="$best" 'BEGIN { exit !(a < b) }'; then best=$wall; fi
+  /usr/bin/time -f '%M' -o "$prefix.one.rss" taskset -c 0 "$lexpand" "$@" >/dev/null
+  one_rss=$(cat "$prefix.one.rss")
+  : >"$prefix.one.walls"
+  : >"$prefix.all.walls"
+  for ((run = 0; run < runs; ++run)); do
+    start=$EPOCHREALTIME
+    taskset -c 0 "$lexpand" "$@" >/dev/null
+    awk -v a="$EPOCHREALTIME" -v b="$start" 'BEGIN { print a - b }' >>"$prefix.one.walls"
+    start=$EPOCHREALTIME
+    "$lexpand" "$@" >/dev/null
+    awk -v a="$EPOCHREALTIME" -v b="$start" 'BEGIN { print a - b }' >>"$prefix.all.walls"
   done
-  awk -v a="$seconds" -v o="$best" -v r="$rss" -v orss="$one_rss" -v n="$(nproc)" 'BEGIN {
-    if (a <= 0) a = 0.01;
-    printf "  one core (taskset -c 0): %.2f s; all %d cores: %.2f s, %.2f times as fast; peak RSS %.1f MB and %.1f MB\n",
-           o, n, a, o / a, orss / 1024, r / 1024 }'
+  awk -v om="$(median "$prefix.one.walls")" -v am="$(median "$prefix.all.walls")" \
+      -v of="$(sort -g "$prefix.one.walls" | head -1)" -v af="$(sort -g "$prefix.all.walls" | head -1)" \
+      -v r="$rss" -v orss="$one_rss" -v n="$(nproc)" -v k="$runs" 'BEGIN {
+    printf "  one core (taskset -c 0) against all %d cores, %d runs each, alternating: medians %.3f s and %.3f s, %.2f times as fast; fastest %.3f s and %.3f s, %.2f times; peak RSS %.1f MB and %.1f MB\n",
+           n, k, om, am, om / am, of, af, of / af, orss / 1024, r / 1024 }'
 }
 
 # median FILE: the median of the numbers of FILE, one per line.
