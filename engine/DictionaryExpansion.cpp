@@ -132,7 +132,8 @@ public:
 
 private:
     // Where a worker's lines go: the block it fills for its chunk, a spare
-    // one taken for its first line (between chunks it holds none).
+    // one taken for its first line (between chunks it holds none, and making
+    // the sink allocates nothing).
     class BlockSink final : public LineSink {
     public:
         explicit BlockSink(ParallelExpansion& expansion) : expansion_(expansion) {}
@@ -270,23 +271,22 @@ void ParallelExpansion::finish(Chunk& chunk, bool expanded, std::int64_t count) 
 
 void ParallelExpansion::work(const EntryLineExpander& prototype) {
     std::unique_ptr<EntryLineExpander> expander;
-    std::optional<BlockSink> sink;
+    BlockSink sink(*this);
     while (Chunk* chunk = takeChunk()) {
+        sink.startChunk(*chunk);
         std::int64_t count = 0;
         bool expanded = false;
         try {
             if (!expander)
                 expander = std::make_unique<EntryLineExpander>(prototype, EntryLineExpander::SharingCaches::with);
-            if (!sink) sink.emplace(*this);
-            sink->startChunk(*chunk);
-            expanded = expandLines(chunk->text, *expander, *sink, count, [&] { sink->entryDone(); });
+            expanded = expandLines(chunk->text, *expander, sink, count, [&] { sink.entryDone(); });
         } catch (const std::bad_alloc&) {
             // Running out of memory fails the entry being expanded, as any
             // failure does; the lines before it stay.
             expanded = false;
         }
         try {
-            if (sink) sink->handOver();
+            sink.handOver();
         } catch (const std::bad_alloc&) {
             expanded = false;
         }

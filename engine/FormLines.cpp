@@ -140,18 +140,18 @@ public:
     EntryTemplates(const ALU& entry, const PropertiesDefinitions& definitions)
         : entry_(entry), definitions_(definitions) {}
 
-    // The template of `form`; absent when its line must be assembled whole.
-    const std::optional<LineTemplate>& of(const EntryForm& form) {
+    // The template of `form`; null when its line must be assembled whole.
+    const LineTemplate* of(const EntryForm& form) {
         for (const Kept& kept : kept_)
-            if (kept.matches(form)) return kept.line;
+            if (kept.matches(form)) return kept.held();
         Kept made{
             *form.category, copyOf(form.derivationProperties), copyOf(form.inflectionProperties),
             makeTemplate(*form.category, listedProperties(entry_, form), entry_.morphologicalProperties, definitions_)};
-        if (kept_.size() < keptTemplates) return kept_.emplace_back(std::move(made)).line;
+        if (kept_.size() < keptTemplates) return kept_.emplace_back(std::move(made)).held();
         Kept& replaced = kept_[next_];
         next_ = (next_ + 1) % keptTemplates;
         replaced = std::move(made);
-        return replaced.line;
+        return replaced.held();
     }
 
 private:
@@ -168,6 +168,7 @@ private:
             return category == *form.category && sameList(derivation, form.derivationProperties) &&
                    sameList(inflection, form.inflectionProperties);
         }
+        const LineTemplate* held() const { return line ? &*line : nullptr; }
     };
 
     static List copyOf(const std::vector<std::string>* list) { return list ? List(*list) : std::nullopt; }
@@ -662,21 +663,17 @@ std::optional<std::int64_t> EntryLineExpander::State::expandFormByForm(std::stri
     EntryTemplates templates(*entry, definitions);
     std::int64_t count = 0;
     const bool printed = forEachCheckedForm(*entry, *explored, [&](const EntryForm& form) {
-        const std::array<std::string_view, 1> word{form.wordForm};
-        const std::array<std::string_view, 1> reverse{form.reverseCommand};
-        if (templatesAllowed && fitsTemplate(word, reverse)) {
-            if (const std::optional<LineTemplate>& line = templates.of(form)) {
-                ++counts.formsFromTemplates;
-                if (line->inconsistent) return true; // dropped without a trace
-                sink.printJoined({form.wordForm, ",", line->beforeReverse, form.reverseCommand, line->afterReverse});
-                ++count;
-                return true;
-            }
+        const bool fits = templatesAllowed && fitsTemplate({&form.wordForm, 1}, {&form.reverseCommand, 1});
+        if (const LineTemplate* line = fits ? templates.of(form) : nullptr) {
+            ++counts.formsFromTemplates;
+            if (line->inconsistent) return true; // dropped without a trace
+            sink.printJoined({form.wordForm, ",", line->beforeReverse, form.reverseCommand, line->afterReverse});
+        } else {
+            const std::optional<FormLine> whole = formLineOf(*entry, form, definitions);
+            if (!whole) return false;
+            if (whole->inconsistent) return true;
+            sink.printLine(whole->text);
         }
-        const std::optional<FormLine> line = formLineOf(*entry, form, definitions);
-        if (!line) return false;
-        if (line->inconsistent) return true;
-        sink.printLine(line->text);
         ++count;
         return true;
     });

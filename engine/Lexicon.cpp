@@ -189,6 +189,8 @@ std::optional<LexiconFailure> Lexicon::loadDefinitions() {
     try {
         const std::optional<std::string> text = loadGrammar(*files_.definitionsPath);
         if (text) definitions_ = PropertiesDefinitions::init(*text, options_.explore, options_.grammars.compile);
+        if (definitions_)
+            caches_ = std::make_unique<const EntryLineExpander>(*definitions_, paradigms_, options_.explore);
     } catch (const std::bad_alloc&) {
         definitions_.reset();
     }
@@ -206,8 +208,14 @@ std::optional<LexiconFailure> Lexicon::load() {
 
 std::optional<std::int64_t> Lexicon::expandEntryLine(std::string_view line, LineSink& sink) {
     if (!definitions_) return std::nullopt;
-    if (!expander_) expander_ = std::make_unique<EntryLineExpander>(*definitions_, paradigms_, options_.explore);
+    if (!expander_) expander_ = std::make_unique<EntryLineExpander>(*caches_, EntryLineExpander::SharingCaches::with);
     return expander_->expand(line, sink);
+}
+
+std::optional<std::int64_t> Lexicon::expandDictionary(std::size_t i, LineSink& sink,
+                                                      const ExpansionOptions& options) const {
+    if (!definitions_) return std::nullopt;
+    return expandDictionaryText(dictionaryTexts_[i], *caches_, sink, options);
 }
 
 } // namespace lexpand

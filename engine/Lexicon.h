@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ALU.h"
+#include "DictionaryExpansion.h"
 #include "GrammarFiles.h"
 #include "LineSink.h"
 #include "MGFSA.h"
@@ -70,7 +71,7 @@ struct LexiconOptions {
     // Each grammar of the command line and of "#use", its rules compiled and
     // determinized on every processor; the definitions' compilation.
     GrammarOptions grammars{.compile = {.threads = 0}, .determinize = {.threads = 0}};
-    ExploreOptions explore; // the enumeration of the definitions, and each paradigm of expandEntryLine
+    ExploreOptions explore; // the enumeration of the definitions, and each paradigm the lexicon expands
 };
 
 class Lexicon {
@@ -86,7 +87,8 @@ public:
     // compiles, determinizes and merges each grammar of the command line (one
     // that defines "Main" or a rule defined before is refused), then reads
     // each dictionary once and merges the grammars it names with "#use".
-    // loadDefinitions reads the properties definitions. Memory that runs out
+    // loadDefinitions reads the properties definitions and sets up the caches
+    // of explored paradigms and assembled shapes. Memory that runs out
     // is a failure of the step, for the file it was working on, and so is a
     // bound of the options that is passed. Cost: linear in the files, plus
     // the compilation and determinization of the grammars and the
@@ -109,10 +111,17 @@ public:
 
     // Sends to `sink` what lexpand prints for the entry line `line` (well-formed
     // UTF-8) and answers how many form lines it sent; absent when the entry
-    // fails (lines sent stay sent) or the definitions are not loaded.
-    // Paradigms explored for one line are kept for the next ones. Not for
+    // fails (lines sent stay sent) or the definitions are not loaded. Not for
     // several threads at once. Cost: that of the entry's paradigms.
     std::optional<std::int64_t> expandEntryLine(std::string_view line, LineSink& sink);
+
+    // Expands dictionaryTexts()[i] as expandDictionaryText does (the
+    // lexicon's own bounds of exploration apply, not options.explore);
+    // absent when an entry fails or the definitions are not loaded. Safe to
+    // call from several threads, and beside expandEntryLine: both share the
+    // paradigms explored and the shapes assembled, kept from call to call.
+    std::optional<std::int64_t> expandDictionary(std::size_t i, LineSink& sink,
+                                                 const ExpansionOptions& options = {}) const;
 
 private:
     class DictionaryReadAhead;
@@ -125,7 +134,8 @@ private:
     MGFSA paradigms_{LinguisticLevel::orthographic};
     std::optional<PropertiesDefinitions> definitions_;
     std::vector<std::string> dictionaryTexts_;
-    std::unique_ptr<EntryLineExpander> expander_; // made on the first entry line
+    std::unique_ptr<const EntryLineExpander> caches_; // made by loadDefinitions
+    std::unique_ptr<EntryLineExpander> expander_;     // of entry lines, made on the first
 };
 
 } // namespace lexpand

@@ -69,11 +69,9 @@ void run(const std::string& dictionaryPath, const std::string& grammarPath, cons
         return;
     }
     lexpand::ExpansionOptions options;
-    options.explore = lexpand::fuzz::exploreBudget;
     options.threads = 1;
     CountingSink sink;
-    const std::optional<std::int64_t> count = lexpand::expandDictionaryText(
-        lexicon.dictionaryTexts().front(), *lexicon.definitions(), lexicon.paradigms(), sink, options);
+    const std::optional<std::int64_t> count = lexicon.expandDictionary(0, sink, options);
     // Every counted form was sent as a line; echoed entries are sent uncounted.
     if (count && (*count < 0 || *count > sink.lineCount)) __builtin_trap();
 }

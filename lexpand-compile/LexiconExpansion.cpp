@@ -3,8 +3,6 @@
 
 #include "LexiconExpansion.h"
 
-#include "DictionaryExpansion.h"
-
 namespace lexpand {
 
 std::optional<std::string> expandLexicon(const LexiconFiles& files, LineSink& sink) {
@@ -15,8 +13,7 @@ std::optional<std::string> expandLexicon(const LexiconFiles& files, LineSink& si
         return message;
     }
     for (std::size_t i = 0; i < lexicon.dictionaryTexts().size(); ++i) {
-        if (!expandDictionaryText(lexicon.dictionaryTexts()[i], *lexicon.definitions(), lexicon.paradigms(), sink))
-            return "Cannot inflect/derive dictionary " + files.dictionaryPaths[i];
+        if (!lexicon.expandDictionary(i, sink)) return "Cannot inflect/derive dictionary " + files.dictionaryPaths[i];
     }
     return std::nullopt;
 }

@@ -17,8 +17,6 @@
 #include <utility>
 #include <vector>
 
-#include "DictionaryExpansion.h"
-#include "FormLines.h"
 #include "HeapTrimming.h"
 #include "Lexicon.h"
 #include "StandardOutput.h"
@@ -88,9 +86,6 @@ struct RunContext {
     StandardOutput& out;
     LexiconFiles files; // each kind in command-line order, as typed
     std::unique_ptr<Lexicon> lexicon;
-    // The paradigms explored and the shapes assembled, kept from one
-    // dictionary to the next.
-    std::unique_ptr<const EntryLineExpander> caches;
     std::int64_t nbOfForms = 0;
     PhaseTimes times;
 };
@@ -152,15 +147,8 @@ std::optional<ExitStatus> readCommandLine(RunContext& run, int argc, char** argv
 std::optional<ExitStatus> expandDictionaries(RunContext& run) {
     run.nbOfForms = 0;
     const Lexicon& lexicon = *run.lexicon;
-    for (const std::string& text : lexicon.dictionaryTexts()) {
-        std::optional<std::int64_t> count;
-        try {
-            if (!run.caches)
-                run.caches = std::make_unique<const EntryLineExpander>(*lexicon.definitions(), lexicon.paradigms());
-            count = expandDictionaryText(text, *run.caches, run.out.expansionLines());
-        } catch (const std::bad_alloc&) {
-            count.reset(); // no memory for the caches: the dictionary cannot be expanded
-        }
+    for (std::size_t i = 0; i < lexicon.dictionaryTexts().size(); ++i) {
+        const std::optional<std::int64_t> count = lexicon.expandDictionary(i, run.out.expansionLines());
         if (!count) {
             run.out.printLine("*** Cannot inflect/derive dictionary");
             return statusBadExpansion;
@@ -182,9 +170,8 @@ ExitStatus executeRun(RunContext& run, int argc, char** argv) {
     run.times.mark("grammars");
     if (const std::optional<ExitStatus> end = reportFailure(run, run.lexicon->loadDefinitions())) return *end;
     run.times.mark("properties definitions");
-    // What loading freed goes back to the system now, what the expansion
+    // What loading freed goes back to the system at once, what the expansion
     // frees every few seconds: resident memory stays near what is in use.
-    trimHeaps();
     {
         const PeriodicHeapTrimming trimming(heapTrimmingPeriod);
         if (const std::optional<ExitStatus> end = expandDictionaries(run)) return *end;

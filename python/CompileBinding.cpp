@@ -13,7 +13,6 @@
 #include <string_view>
 
 #include "CompactDictionaryBuilder.h"
-#include "DictionaryExpansion.h"
 #include "Errors.h"
 
 namespace py = pybind11;
@@ -47,7 +46,7 @@ void compile(const Lexicon& lexicon, const std::string& path) {
     CompactDictionaryBuilder builder;
     PairCollector collector(builder);
     for (std::size_t i = 0; i < lexicon.dictionaryTexts().size() && !collector.problem; ++i) {
-        if (!expandDictionaryText(lexicon.dictionaryTexts()[i], *lexicon.definitions(), lexicon.paradigms(), collector))
+        if (!lexicon.expandDictionary(i, collector))
             throw CompileFailure{"Cannot inflect/derive dictionary " + lexicon.files().dictionaryPaths[i]};
     }
     if (collector.problem) throw CompileFailure{*collector.problem};
